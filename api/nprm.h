@@ -1,0 +1,26 @@
+/* nprm.h: the client library of the NPRM server, which owns a line card's hardware.  Start here.
+ *
+ * (1) Operations return an NPRM result code, a uint32_t; 0 is NPRM_OK.  nprm_error_str[] has the codes' names.
+ * (2) Outputs are written on NPRM_OK only, unless the operation says otherwise.
+ * (3) Buffers are the caller's.  The few that the library makes say who releases them, and how.
+ * (4) Text is zero-terminated.  Records are packed, fields in the host's byte order.
+ * (5) One exchange with the server at a time in a process: callers take turns.  What may be called from several threads says so.
+ * (6) Operations block until the reply is there, at most 75 receive times of the transport; nothing here starts a thread.
+ * (7) Nothing throws, and no host needs a C++ runtime.  The library takes no heap memory to make a request.
+ * (8) Failures are logged once, where they arise, through nprm_syslog(); nprm_syslog_flag chooses what is logged.
+ *
+ * A host calls ad_init_debug_lib() (util/ad_debug/ad_debug.h) to have its log in the daemon, then nprm_ipc_register_client(), then
+ * the operations. */
+#ifndef NPRM_H
+#define NPRM_H
+
+/* The frame: result codes and logging, memory, shared segments, registration. */
+#include "frame/nprm_client.h"
+#include "frame/nprm_pool.h"
+#include "frame/nprm_result.h"
+#include "frame/nprm_shm.h"
+
+/* What can be configured. */
+#include "config/nprm_tcam.h"
+
+#endif

@@ -1,0 +1,62 @@
+#include "scratch.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/file.h>
+#include <sys/shm.h>
+#include <unistd.h>
+
+scratch_directory::scratch_directory() {
+    std::string form = (std::filesystem::temp_directory_path() / "nprm-test-XXXXXX").string();
+    if (mkdtemp(form.data()) == nullptr) throw std::runtime_error("cannot make " + form);
+    path_ = form;
+}
+
+scratch_directory::~scratch_directory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+void use_private_ipc() {
+    static bool done = false;
+    if (done) return;
+    done = true;
+    if (unshare(CLONE_NEWIPC) == 0) return;
+
+    // Kept open, and so locked, until the process ends.
+    const std::string path = (std::filesystem::temp_directory_path() / "nprm-test-ipc.lock").string();
+    const int lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666);
+    if (lock < 0 || flock(lock, LOCK_EX) != 0) throw std::runtime_error("cannot lock " + path);
+    for (const key_t key : {0x50524D00, 0x50524D01, 0x838377}) {
+        const int id = shmget(key, 0, 0);
+        if (id >= 0) shmctl(id, IPC_RMID, nullptr);
+    }
+}
+
+scratch_variable::scratch_variable(const char *name, const char *value) : name_(name) {
+    if (const char *now = std::getenv(name)) before_ = now;
+    if (value != nullptr)
+        setenv(name, value, 1);
+    else
+        unsetenv(name);
+}
+
+scratch_variable::~scratch_variable() {
+    if (before_)
+        setenv(name_.c_str(), before_->c_str(), 1);
+    else
+        unsetenv(name_.c_str());
+}
+
+std::string content_of(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
