@@ -23,11 +23,31 @@ scratch_directory::~scratch_directory() {
     std::filesystem::remove_all(path_, ignored);
 }
 
+namespace {
+
+void write_once(const char *path, const std::string &text) {
+    std::ofstream file(path);
+    file << text;
+}
+
+bool enter_ipc_namespace() {
+    if (unshare(CLONE_NEWIPC) == 0) return true;
+    const uid_t user = geteuid();
+    const gid_t group = getegid();
+    if (unshare(CLONE_NEWUSER | CLONE_NEWIPC) != 0) return false;
+    write_once("/proc/self/setgroups", "deny");
+    write_once("/proc/self/uid_map", std::to_string(user) + " " + std::to_string(user) + " 1");
+    write_once("/proc/self/gid_map", std::to_string(group) + " " + std::to_string(group) + " 1");
+    return true;
+}
+
+}  // namespace
+
 void use_private_ipc() {
     static bool done = false;
     if (done) return;
     done = true;
-    if (unshare(CLONE_NEWIPC) == 0) return;
+    if (enter_ipc_namespace()) return;
 
     // Kept open, and so locked, until the process ends.
     const std::string path = (std::filesystem::temp_directory_path() / "nprm-test-ipc.lock").string();
