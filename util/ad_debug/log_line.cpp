@@ -43,6 +43,7 @@ log_route route_of(int level, const ad_debug_cfg &record) {
 }
 
 ad_debug_cfg *record_or_environment() {
+    const errno_kept keep;
     if (now(ad_debug_cfg_p) == nullptr) ad_read_debug_cfg_direct_read_from_env();
     return now(ad_debug_cfg_p);
 }

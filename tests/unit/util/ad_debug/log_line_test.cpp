@@ -104,78 +104,76 @@ struct level_row {
     const char *outputs;
 };
 
-class AdDebugPrintLevels : public AdDebugPrint, public testing::WithParamInterface<level_row> {};
+constexpr level_row level_rows[] = {
+    {0, 0, 0, 0, 1, "error system"},  // critical: always, everywhere
+    {0, 0, 1, 0, 1, "error system"},  // also with critical messages only
+    {0, 3, 1, 0, 1, "error system"},
+    {0, 0, 0, 1, 1, "error"},          // not from a signal handler
+    {0, 0, 0, 0, 0, "error"},          // not when the copy is off
+    {-3, 0, 1, 0, 1, "error system"},  // negative levels count as critical
+    {1, 0, 0, 0, 1, "error"},          // an error: always, but
+    {1, 1, 0, 0, 1, "error system"},   // to the system log from level 1 on,
+    {1, 3, 0, 0, 1, "error system"},
+    {1, 1, 1, 0, 1, "error"},   // not with critical messages only,
+    {1, 1, 0, 1, 1, "error"},   // not from a signal handler,
+    {1, 1, 0, 0, 0, "error"},   // not when the copy is off
+    {1, -1, 0, 0, 1, "error"},  // a negative configured level is read as it stands
+    {2, -1, 0, 0, 1, "nowhere"},
+    {2, 1, 0, 0, 1, "nowhere"},  // details: from their level on, never the system log
+    {2, 2, 0, 0, 1, "error"},
+    {3, 2, 0, 0, 1, "nowhere"},
+    {3, 3, 0, 0, 1, "error"},
+    {4, 3, 0, 0, 1, "nowhere"},
+    {4, 4, 0, 0, 1, "special"},  // special: at level 4, the special log alone
+    {0, 4, 1, 0, 1, "error special system"},
+    {1, 4, 0, 0, 1, "error special system"},
+    {1, 4, 1, 0, 1, "error special"},
+    {3, 4, 0, 0, 1, "error special"},
+    {5, 4, 0, 0, 1, "nowhere"},
+    {4, 5, 0, 0, 1, "nowhere"},  // above 4 the special log is off again
+    {1, 5, 0, 0, 1, "error system"},
+};
 
-TEST_P(AdDebugPrintLevels, GoWhereTheTableSays) {
-    const level_row &row = GetParam();
-    use_level(row.configured);
-    ad_debug_syslog_critical_msg_only = row.critical_only;
-    ad_debug_in_sighandler = row.in_sighandler;
-    ad_debug_to_syslogd = row.to_syslogd;
-    ad_debug_print(row.level, "TEST", "m\n");
-    EXPECT_EQ(outputs(), row.outputs);
-    ad_debug_print_impl(row.level, "TEST", "a.c", 1, "m\n");
-    EXPECT_EQ(outputs(), row.outputs) << "without the macro's own test";
+TEST_F(AdDebugPrint, GoesWhereTheTableOfLevelsSays) {
+    for (const level_row &row : level_rows) {
+        SCOPED_TRACE("row " + std::to_string(&row - level_rows));
+        use_level(row.configured);
+        ad_debug_syslog_critical_msg_only = row.critical_only;
+        ad_debug_in_sighandler = row.in_sighandler;
+        ad_debug_to_syslogd = row.to_syslogd;
+        ad_debug_print(row.level, "TEST", "m\n");
+        EXPECT_EQ(outputs(), row.outputs);
+        ad_debug_print_impl(row.level, "TEST", "a.c", 1, "m\n");
+        EXPECT_EQ(outputs(), row.outputs) << "without the macro's own test";
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Rows, AdDebugPrintLevels,
-                         testing::Values(                                //
-                             level_row{0, 0, 0, 0, 1, "error system"},   // critical: always, everywhere
-                             level_row{0, 0, 1, 0, 1, "error system"},   // also with critical messages only
-                             level_row{0, 3, 1, 0, 1, "error system"},   //
-                             level_row{0, 0, 0, 1, 1, "error"},          // not from a signal handler
-                             level_row{0, 0, 0, 0, 0, "error"},          // not when the copy is off
-                             level_row{-3, 0, 1, 0, 1, "error system"},  // negative levels count as critical
-                             level_row{1, 0, 0, 0, 1, "error"},          // an error: always, but
-                             level_row{1, 1, 0, 0, 1, "error system"},   // to the system log from level 1 on,
-                             level_row{1, 3, 0, 0, 1, "error system"},   //
-                             level_row{1, 1, 1, 0, 1, "error"},          // not with critical messages only,
-                             level_row{1, 1, 0, 1, 1, "error"},          // not from a signal handler,
-                             level_row{1, 1, 0, 0, 0, "error"},          // not when the copy is off
-                             level_row{1, -1, 0, 0, 1, "error"},         // a negative configured level is read as it stands
-                             level_row{2, -1, 0, 0, 1, "nowhere"},       //
-                             level_row{2, 1, 0, 0, 1, "nowhere"},        // details: from their level on, never the system log
-                             level_row{2, 2, 0, 0, 1, "error"},          //
-                             level_row{3, 2, 0, 0, 1, "nowhere"},        //
-                             level_row{3, 3, 0, 0, 1, "error"},          //
-                             level_row{4, 3, 0, 0, 1, "nowhere"},        //
-                             level_row{4, 4, 0, 0, 1, "special"},        // special: at level 4, the special log alone
-                             level_row{0, 4, 1, 0, 1, "error special system"}, level_row{1, 4, 0, 0, 1, "error special system"},
-                             level_row{1, 4, 1, 0, 1, "error special"},  //
-                             level_row{3, 4, 0, 0, 1, "error special"},  //
-                             level_row{5, 4, 0, 0, 1, "nowhere"},        //
-                             level_row{4, 5, 0, 0, 1, "nowhere"},        // above 4 the special log is off again
-                             level_row{1, 5, 0, 0, 1, "error system"}));
 
 struct filter_row {
     const char *configured_client, *handled_client, *configured_server, *handled_server;
     bool logged;
 };
 
-class AdDebugPrintFilters : public AdDebugPrint, public testing::WithParamInterface<filter_row> {};
+constexpr filter_row filter_rows[] = {
+    {"0.0.0.0", "10.0.0.2", "0.0.0.0", "10.0.0.3", true},    {"10.0.0.1", "10.0.0.1", "0.0.0.0", "10.0.0.3", true},
+    {"10.0.0.1", "10.0.0.2", "0.0.0.0", "0.0.0.0", false},   {"10.0.0.1", "0.0.0.0", "0.0.0.0", "0.0.0.0", true},
+    {"0.0.0.0", "0.0.0.0", "10.0.0.1", "10.0.0.2", false},   {"0.0.0.0", "0.0.0.0", "10.0.0.1", "0.0.0.0", true},
+    {"10.0.0.1", "10.0.0.1", "10.0.0.9", "10.0.0.2", false}, {"10.0.0.1", "10.0.0.1", "10.0.0.2", "10.0.0.2", true},
+};
 
-TEST_P(AdDebugPrintFilters, LetThroughWhatTheTableSays) {
-    const filter_row &row = GetParam();
-    for (int level = 0; level <= 4; ++level) {
-        use_level(4);
-        ad_debug_cfg_p->client_ip = inet_addr(row.configured_client);
-        ad_debug_cfg_p->server_ip = inet_addr(row.configured_server);
-        ad_current_client_ip = inet_addr(row.handled_client);
-        ad_current_server_ip = inet_addr(row.handled_server);
-        ad_debug_print(level, "TEST", "m\n");
-        EXPECT_EQ(outputs() != "nowhere", row.logged) << "level " << level;
+TEST_F(AdDebugPrint, LetsThroughWhatTheTableOfFiltersSays) {
+    for (const filter_row &row : filter_rows) {
+        SCOPED_TRACE("row " + std::to_string(&row - filter_rows));
+        for (int level = 0; level <= 4; ++level) {
+            use_level(4);
+            ad_debug_cfg_p->client_ip = inet_addr(row.configured_client);
+            ad_debug_cfg_p->server_ip = inet_addr(row.configured_server);
+            ad_current_client_ip = inet_addr(row.handled_client);
+            ad_current_server_ip = inet_addr(row.handled_server);
+            ad_debug_print(level, "TEST", "m\n");
+            EXPECT_EQ(outputs() != "nowhere", row.logged) << "level " << level;
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Rows, AdDebugPrintFilters,
-                         testing::Values(filter_row{"0.0.0.0", "10.0.0.2", "0.0.0.0", "10.0.0.3", true},
-                                         filter_row{"10.0.0.1", "10.0.0.1", "0.0.0.0", "10.0.0.3", true},
-                                         filter_row{"10.0.0.1", "10.0.0.2", "0.0.0.0", "0.0.0.0", false},
-                                         filter_row{"10.0.0.1", "0.0.0.0", "0.0.0.0", "0.0.0.0", true},
-                                         filter_row{"0.0.0.0", "0.0.0.0", "10.0.0.1", "10.0.0.2", false},
-                                         filter_row{"0.0.0.0", "0.0.0.0", "10.0.0.1", "0.0.0.0", true},
-                                         filter_row{"10.0.0.1", "10.0.0.1", "10.0.0.9", "10.0.0.2", false},
-                                         filter_row{"10.0.0.1", "10.0.0.1", "10.0.0.2", "10.0.0.2", true}));
 
 TEST_F(AdDebugPrint, ReadsTheEnvironmentFirstWhenNothingIsConfigured) {
     const scratch_variable level("DEBUG_LEVEL", "2");

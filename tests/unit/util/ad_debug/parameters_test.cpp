@@ -174,6 +174,7 @@ class MyXmalloc : public AdSetDebugParameter {
 
     // Fails an allocation in a child and returns nothing.  What the child gave the system log is on its standard error.
     static void fail(size_t size) {
+        the_system_calls().after_send = nullptr;  // the parent reads what the child sends
         atexit([] {
             for (const fake_syslog_call &call : fake_syslog_calls())
                 fprintf(stderr, "[%d %u %d %u %s]", call.priority, call.module_id, call.zero, call.message_number,
