@@ -120,19 +120,32 @@ std::string table_text(const ordered_json &rows) {
     return aligned(headings, cells, to_the_right);
 }
 
-// Whatever a card tells, readable: plain members first, then each array of objects as a table and each object as a section.
-std::string object_text(const ordered_json &object, const std::string &title) {
-    std::string plain, sections;
+// What is in an object: its plain members by name, and its arrays of objects as tables.
+struct object_parts {
+    std::vector<std::pair<std::string, std::string>> plain;
+    std::string tables;
+};
+
+void take_apart(const ordered_json &object, const std::string &title, object_parts &parts) {
     for (const auto &[name, value] : object.items()) {
-        const std::string full = title.empty() ? printable(name) : title + " " + printable(name);
+        const std::string full = title + printable(name);
         if (value.is_object())
-            sections += object_text(value, full);
+            take_apart(value, full + " ", parts);
         else if (is_table(value))
-            sections += "\n" + full + "\n" + table_text(value);
+            parts.tables += "\n" + full + "\n" + table_text(value);
         else
-            plain += full + "  " + (value.is_array() && value.empty() ? "none" : text_of(value)) + "\n";
+            parts.plain.emplace_back(full, value.is_array() && value.empty() ? "none" : text_of(value));
     }
-    return plain + sections;
+}
+
+// Whatever a card tells, readable.
+std::string object_text(const ordered_json &object) {
+    object_parts parts;
+    take_apart(object, "", parts);
+    report facts;
+    for (const auto &[name, value] : parts.plain)
+        facts.fact(name.c_str(), name.c_str(), value);
+    return facts.text() + parts.tables;
 }
 
 void print_answer(const invocation &call, const ordered_json &answer, const char *sentence) {
@@ -140,7 +153,7 @@ void print_answer(const invocation &call, const ordered_json &answer, const char
     if (call.json())
         text = answer.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
     else if (text.empty())
-        text = object_text(answer, "");
+        text = object_text(answer);
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 

@@ -55,6 +55,7 @@ std::string overview() {
 std::string nearest_commands(const std::string &first) {
     std::string names;
     for (const command &row : commands)
-        if (std::string(row.name).starts_with(first + " ")) names += std::string(names.empty() ? "" : ", ") + "nprmctl " + row.name;
-    return names.empty() ? "nprmctl help" : names;
+        if (std::string(row.name).starts_with(first + " "))
+            names += (names.empty() ? "" : "|") + std::string(row.name).substr(first.size() + 1);
+    return names.empty() ? "nprmctl help" : "nprmctl " + first + " " + names;
 }

@@ -66,5 +66,6 @@ void print_failure(const failure &problem, bool json) {
         std::fputs(explained(at, problem.file).c_str(), stderr);
     std::fprintf(stderr, "nprmctl: %s\n", printable(problem.what).c_str());
     if (!problem.detail.empty()) std::fprintf(stderr, "  the library says: %s\n", printable(problem.detail).c_str());
-    if (!problem.next.empty()) std::fprintf(stderr, "  try: %s\n", printable(problem.next).c_str());
+    const char *lead = problem.next.starts_with("usage: ") ? "" : "try: ";
+    if (!problem.next.empty()) std::fprintf(stderr, "  %s%s\n", lead, printable(problem.next).c_str());
 }

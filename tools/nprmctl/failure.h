@@ -14,7 +14,7 @@ enum exit_status { exit_done = 0, exit_refused = 1, exit_usage = 2 };
 struct failure {
     int status;
     std::string what;              // one line: what failed, and why
-    std::string next;              // one line: what to try; may be empty
+    std::string next;              // one line: what to try, or the usage; may be empty
     std::optional<uint32_t> code;  // the result code, when there is one
     std::string detail;            // the library's own words; may be empty
     std::string file;              // a file with errors, and where they are

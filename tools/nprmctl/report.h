@@ -27,11 +27,10 @@ class report {
     void row(std::vector<cell> cells) { rows_.push_back(std::move(cells)); }
 
     void print(bool json, FILE *out) const;
-
-  private:
     std::string text() const;
     std::string json() const;
 
+  private:
     std::string sentence_;
     std::vector<std::pair<column, cell>> facts_;
     const char *table_key_ = nullptr;

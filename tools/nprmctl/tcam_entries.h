@@ -91,7 +91,9 @@ std::vector<typename form::entry> read_until_empty(uint32_t list, uint32_t posit
             continue;
         }
         const bool none_here = given.code == NPRM_ERROR_TCAM_ITEM_NOT_FOUND || given.code == NPRM_ERROR_TCAM_OUT_OF_RANGE;
-        if (!none_here) throw failure_of(entries_of_list(list, position, count) + " cannot be read", given);
+        if (!none_here)
+            throw failure_of("list " + std::to_string(list) + " cannot be read from position " + std::to_string(position) + " on",
+                             given);
         if (count == 1) break;
         count /= 2;  // fewer may still be there
     }

@@ -132,10 +132,10 @@ void add_rules(report &content, std::span<const acl_entry> entries, uint32_t pos
                      field_text(entry.mask), field_text(entry.result)});
 }
 
-std::string count_sentence(uint32_t list, uint32_t from, size_t count) {
-    const std::string name = "list " + std::to_string(list);
-    if (count == 0) return name + " holds no entry at position " + std::to_string(from);
-    return name + " holds " + counted(count, "entry", "entries") + " from position " + std::to_string(from) + " on";
+std::string count_sentence(uint32_t list, uint32_t from, size_t count, uint32_t wanted) {
+    const std::string end = "position " + std::to_string(from + count) + " holds none";
+    if (count == 0) return "list " + std::to_string(list) + ": " + end;
+    return entries_of_list(list, from, count) + (count < wanted ? "; " + end : "");
 }
 
 }  // namespace
@@ -199,7 +199,7 @@ int tcam_show(invocation &call) {
         add_rules(content, entries, from);
         found = entries.size();
     }
-    content.sentence(count_sentence(list, from, found));
+    content.sentence(count_sentence(list, from, found, std::min(count, tcam_entries_max - from)));
     content.fact("list", nullptr, uint64_t{list});
     call.print(content);
     return exit_done;
