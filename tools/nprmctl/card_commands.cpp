@@ -169,10 +169,10 @@ int card_fault(invocation &call) {
     std::string kind, component;
     uint32_t count = 0, value = 0, seed = 0;
     call.text("KIND", kind, "what goes wrong; none ends all faults, an unknown word lists the kinds");
-    call.number("--count", count, 1, UINT32_MAX, "how many messages it hits, 1 when not given");
-    call.text("--component", component, "the component it hits, by number or name such as TCAM; all when not given");
-    call.number("--value", value, 0, UINT32_MAX, "what the kind needs: milliseconds, bytes, a result code");
-    call.number("--seed", seed, 0, UINT32_MAX, "makes the random ones repeatable");
+    call.number("--count COUNT", count, 1, UINT32_MAX, "how many messages it hits, 1 when not given");
+    call.text("--component NAME", component, "the component it hits, by number or name such as TCAM; all when not given");
+    call.number("--value VALUE", value, 0, UINT32_MAX, "what the kind needs: milliseconds, bytes, a result code");
+    call.number("--seed SEED", seed, 0, UINT32_MAX, "makes the random ones repeatable");
     call.parse();
     ordered_json request = {{"command", "fault"}, {"kind", kind}};
     if (call.given("--count")) request["count"] = count;

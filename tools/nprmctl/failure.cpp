@@ -23,7 +23,7 @@ failure refusal(const std::string &what, uint32_t code, std::string detail) {
     const result_text known = text_of_result(code);
     const std::string why = known.meaning == nullptr ? std::string{} : std::string(", ") + known.meaning;
     return {exit_refused,
-            what + ": " + result_name(code) + " (" + std::to_string(code) + ")" + why,
+            what + ": " + result_name(code).value_or("a code without a name") + " (" + std::to_string(code) + ")" + why,
             known.next == nullptr ? "" : known.next,
             code,
             std::move(detail),
@@ -31,9 +31,9 @@ failure refusal(const std::string &what, uint32_t code, std::string detail) {
             {}};
 }
 
-std::string result_name(uint32_t code) {
+std::optional<std::string> result_name(uint32_t code) {
     if (code < NPRM_RESULT_CODE_COUNT && nprm_error_str[code] != nullptr) return nprm_error_str[code];
-    return "code " + std::to_string(code);
+    return std::nullopt;
 }
 
 namespace {
@@ -42,7 +42,7 @@ std::string json_of(const failure &problem) {
     nlohmann::ordered_json error = {{"what", problem.what}};
     if (problem.code) {
         error["code"] = *problem.code;
-        error["name"] = result_name(*problem.code);
+        if (const auto name = result_name(*problem.code)) error["name"] = *name;
     }
     if (!problem.detail.empty()) error["detail"] = problem.detail;
     if (!problem.next.empty()) error["next"] = problem.next;

@@ -27,8 +27,7 @@ failure text_errors(std::string file, std::vector<text_error> errors);
 // A refusal of the library or the server: what was asked, and its code with what is known about it.
 failure refusal(const std::string &what, uint32_t code, std::string detail = {});
 
-// The code's name, or "code N" for a number without one.
-std::string result_name(uint32_t code);
+std::optional<std::string> result_name(uint32_t code);
 
 // Text goes to standard error.  JSON, {"error": {...}}, goes to standard output: whoever asks for JSON finds one document there
 // always.

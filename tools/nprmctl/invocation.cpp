@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <utility>
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -14,10 +16,19 @@
 
 namespace {
 
-// The bare name that CLI11 knows an argument by: "[COUNT]" is COUNT.
-std::string bare(std::string name) {
-    std::erase_if(name, [](char c) { return c == '[' || c == ']'; });
-    return name;
+constexpr const char *global_options = "Options of every command";
+
+// The bare name that CLI11 knows an argument by: COUNT of "[COUNT]", --count of "--count COUNT".
+std::string bare(const char *name) {
+    std::string plain = name;
+    std::erase_if(plain, [](char c) { return c == '[' || c == ']'; });
+    return plain.substr(0, plain.find(' '));
+}
+
+// What help shows for an option's value: COUNT of "--count COUNT".
+std::string value_name(const char *name) {
+    const char *blank = std::strchr(name, ' ');
+    return blank == nullptr ? "" : blank + 1;
 }
 
 }  // namespace
@@ -30,7 +41,7 @@ invocation::invocation(const command &row, std::vector<std::string> words)
 invocation::~invocation() = default;
 
 CLI::Option *invocation::add_text(const char *name, std::string &value, const char *help) {
-    CLI::Option *option = parser_->add_option(bare(name), value, help)->type_name("");
+    CLI::Option *option = parser_->add_option(bare(name), value, help)->type_name(value_name(name));
     if (name[0] != '-' && name[0] != '[') option->required();
     return option;
 }
@@ -40,7 +51,7 @@ void invocation::number(const char *name, uint32_t &value, uint32_t lowest, uint
     const auto take = [plain, &value, lowest, highest](const std::string &text) {
         value = number_argument(plain.c_str(), text, lowest, highest);
     };
-    CLI::Option *option = parser_->add_option_function<std::string>(plain, take, help)->type_name("");
+    CLI::Option *option = parser_->add_option_function<std::string>(plain, take, help)->type_name(value_name(name));
     if (name[0] != '-' && name[0] != '[') option->required();
 }
 
@@ -49,7 +60,7 @@ void invocation::text(const char *name, std::string &value, const char *help) {
 }
 
 void invocation::texts(const char *name, std::vector<std::string> &values, const char *help) {
-    CLI::Option *option = parser_->add_option(bare(name), values, help)->type_name("");
+    CLI::Option *option = parser_->add_option(bare(name), values, help)->type_name(value_name(name));
     if (name[0] != '[') option->required();
 }
 
@@ -66,11 +77,10 @@ bool invocation::given(const char *name) const {
 }
 
 void invocation::parse() {
-    constexpr const char *globals = "Options of every command";
-    parser_->add_flag("--json", json_, "print one JSON document on standard output, also about errors")->group(globals);
-    add_text("--directory", directory_, "the card's directory of sockets, instead of RUV_DIR")->group(globals);
-    parser_->add_flag("--verbose", verbose_, "show the library's log and its messages on standard error")->group(globals);
-    parser_->get_help_ptr()->group(globals);
+    parser_->add_flag("--json", json_, "print one JSON document on standard output, also about errors")->group(global_options);
+    add_text("--directory DIR", directory_, "the card's directory of sockets, instead of RUV_DIR")->group(global_options);
+    parser_->add_flag("--verbose", verbose_, "show the library's log and its messages on standard error")->group(global_options);
+    parser_->get_help_ptr()->group(global_options);
     std::ranges::reverse(words_);  // as CLI11 wants them
     try {
         parser_->parse(words_);
@@ -90,8 +100,13 @@ std::string invocation::help_text() const {
     formatter.column_width(28);
     formatter.label("REQUIRED", "");
     formatter.label("Positionals", "Arguments");
-    std::string text = usage_of(row_) + "\n\n" + row_.summary + "\n" + formatter.make_positionals(parser_.get()) +
-                       formatter.make_groups(parser_.get(), CLI::AppFormatMode::Normal);
+    const auto options_in = [this](const std::string &group) {
+        return std::as_const(*parser_).get_options(
+            [&](const CLI::Option *option) { return option->nonpositional() && option->get_group() == group; });
+    };
+    std::string text = usage_of(row_) + "\n\n" + row_.summary + "\n" + formatter.make_positionals(parser_.get());
+    for (const char *group : {"Options", global_options})
+        if (const auto options = options_in(group); !options.empty()) text += formatter.make_group(group, false, options);
     if (!parser_->get_footer().empty()) text += "\n" + parser_->get_footer();
     return text;
 }

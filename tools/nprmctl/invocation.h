@@ -27,8 +27,8 @@ class invocation {
     invocation(const invocation &) = delete;
     invocation &operator=(const invocation &) = delete;
 
-    // Declare what the command takes.  Names that begin with "--" are options, others are arguments in their order, which must be
-    // given unless they are in brackets.
+    // Declare what the command takes.  Names that begin with "--" are options, "--count COUNT" with their value; others are
+    // arguments in their order, which must be given unless they are in brackets.
     void number(const char *name, uint32_t &value, uint32_t lowest, uint32_t highest, const char *help);
     void text(const char *name, std::string &value, const char *help);
     void texts(const char *name, std::vector<std::string> &values, const char *help);

@@ -95,7 +95,8 @@ std::string report::text() const {
             heading.resize(width, ' ');
             text += heading + "  " + std::visit(as_fact{}, value) + "\n";
         }
-    if (rows_.empty()) return text;
+    const bool has_headings = std::ranges::any_of(columns_, [](const column &one) { return one.heading != nullptr; });
+    if (rows_.empty() || !has_headings) return text;
 
     std::vector<std::string> headings;
     std::vector<std::vector<std::string>> rows(rows_.size());

@@ -39,14 +39,11 @@ std::string joined(const std::vector<std::string> &messages) {
     return text;
 }
 
-// The directory in which the card is looked for, and what is wrong with it.
+// Where the card was looked for.  The local transport itself says what is wrong with a directory.
 std::string place_of_the_card() {
-    char directory[4096], text[5000];
-    int error = ruv_local_directory(directory, sizeof directory);
-    if (error == 0) error = ruv_local_check_directory(directory);
-    if (error == 0) return std::string("nobody answers in ") + directory;
-    ruv_local_explain(error, directory, text, sizeof text);
-    return text;
+    char directory[4096];
+    const bool is_usable = ruv_local_directory(directory, sizeof directory) == 0 && ruv_local_check_directory(directory) == 0;
+    return is_usable ? std::string("; nobody answers in ") + directory : "";
 }
 
 }  // namespace
@@ -62,7 +59,7 @@ answer ask(const std::function<uint32_t()> &call) {
 failure failure_of(const std::string &what, const answer &given) {
     failure problem = refusal(what, given.code, given.words);
     if (given.is_uncertain) problem.what += "; whether the card has done it is not known";
-    if (given.code == NPRM_ERROR_IPC_SEND) problem.detail += " " + place_of_the_card();
+    if (given.code == NPRM_ERROR_IPC_SEND) problem.what += place_of_the_card();
     return problem;
 }
 
@@ -80,8 +77,7 @@ void connect_to_server(const invocation &call) {
         nprm_ipc_register_client();
         words = joined(catcher.failures());
     }
-    if (words.starts_with("Unable to bind"))
-        throw refusal("this process is not registered", NPRM_ERROR_IPC_SEND, words + " " + place_of_the_card());
+    if (words.starts_with("Unable to bind")) throw refusal("this process is not registered", NPRM_ERROR_IPC_SEND, words);
     if (nprm_server_status == nullptr) throw refusal("no server has published its status on this machine", NPRM_ERROR_NOT_READY);
     if (*nprm_server_status != NPRM_SERVER_READY)
         throw refusal("the server's status word is " + std::to_string(*nprm_server_status), NPRM_ERROR_NOT_READY);

@@ -24,7 +24,7 @@ int show_status(invocation &call) {
     call.parse();
     connect_to_server(call);
     uint32_t free_entries = 0;
-    demand("the server has published that it is ready, but does not tell the free entries",
+    demand("the status word says ready, but the server does not answer",
            [&free_entries] { return nprm_tcam_v4_space_dup(&free_entries); });
     report status;
     status.fact("server", "server", std::string("ready"));
@@ -38,13 +38,14 @@ int explain_error(invocation &call) {
     call.text("CODE", text, "number or name of a result code");
     call.parse();
     const uint32_t code = code_argument(call, text);
-    if (code >= NPRM_RESULT_CODE_COUNT || nprm_error_str[code] == nullptr)
+    const auto name = result_name(code);
+    if (!name)
         throw failure{
             exit_refused, "no result code has the number " + std::to_string(code), "a number from 0 to 169", {}, {}, {}, {}};
     const result_text known = text_of_result(code);
     report explanation;
     explanation.fact("code", "code", uint64_t{code});
-    explanation.fact("name", "name", result_name(code));
+    explanation.fact("name", "name", *name);
     explanation.fact("meaning", "meaning", std::string(known.meaning));
     explanation.fact("family", "family", std::string(family_of_result(code)));
     if (known.next != nullptr) explanation.fact("next", "try", std::string(known.next));

@@ -217,7 +217,7 @@ int tcam_lookup(invocation &call) {
     bool policy = false;
     call.number("LIST", list, 0, list_id_max, list_help);
     call.texts("KEY", words, "the packet: PROTOCOL SOURCE [eq PORT] DESTINATION [eq PORT]");
-    call.text("--rules", rules, "the file that was loaded, to show the rule itself");
+    call.text("--rules FILE", rules, "the file that was loaded, to show the rule itself");
     call.flag("--policy", policy, "look a policy key up: u8.bytes.u16.u32.u32 in hexadecimal");
     call.notes("Example: nprmctl tcam lookup 0 tcp 198.51.100.7 eq 40000 192.0.2.10 eq 443 --rules examples/edge-acl.txt\n");
     call.parse();

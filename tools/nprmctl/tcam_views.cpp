@@ -182,8 +182,8 @@ int tcam_show(invocation &call) {
     uint32_t list = 0, from = 0, count = tcam_entries_max;
     bool policy = false;
     call.number("LIST", list, 0, list_id_max, list_help);
-    call.number("--from", from, 0, tcam_entries_max - 1, "the first position to show, 0 when not given");
-    call.number("--count", count, 1, tcam_entries_max, "how many entries at most");
+    call.number("--from POSITION", from, 0, tcam_entries_max - 1, "the first position to show, 0 when not given");
+    call.number("--count COUNT", count, 1, tcam_entries_max, "how many entries at most");
     call.flag("--policy", policy, "the list holds policy entries");
     call.notes("Shows entries up to the first position that holds none.\n");
     call.parse();
