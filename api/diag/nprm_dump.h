@@ -57,7 +57,7 @@ NPRM_API const char *nprm_get_punt_reason(uint32_t code);
 /* Dumps TCAM entries to the log, one message an entry.   tag: has no effect
  *   k: bytes of a value and of a mask;   r: bytes of a result
  *   arrays: for each entry its value and its mask (2 * k bytes), and for each entry its result (r bytes) */
-NPRM_API void nprm_tcam_vmr_data(int tag, uint16_t count, uint32_t k, uint32_t r, const uint8_t *const arrays[2]);
+NPRM_API void nprm_tcam_vmr_data(int tag, uint16_t count, uint32_t k, uint32_t r, const uint8_t *arrays[2]);
 
 /* Prints a port's SRAM image of nprm_get_config_sram_sz() bytes to a stream; the heading of its fields goes to standard output.
  * Returns what the last write returned: '\n', or EOF; for a null image 17, the length of "Invalid parameter". */

@@ -60,7 +60,7 @@ uint64_t text_bytes(uint32_t k, uint32_t r) {
 
 }  // namespace
 
-void nprm_tcam_vmr_data(int /*tag*/, uint16_t count, uint32_t k, uint32_t r, const uint8_t *const arrays[2]) {
+void nprm_tcam_vmr_data(int /*tag*/, uint16_t count, uint32_t k, uint32_t r, const uint8_t *arrays[2]) {
     const uint64_t bytes = text_bytes(k, r);
     // More than an int counts is no TCAM entry's, on either ABI.
     char *buffer = bytes <= INT32_MAX ? static_cast<char *>(malloc(static_cast<size_t>(bytes))) : nullptr;
