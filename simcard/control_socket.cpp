@@ -73,10 +73,7 @@ void control_socket::listen(const std::string &directory) {
 void control_socket::accept_connections() {
     for (;;) {
         const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-        if (connection < 0 && (errno == EMFILE || errno == ENFILE)) {
-            turn_one_away();
-            continue;
-        }
+        if (connection < 0 && (errno == EMFILE || errno == ENFILE) && turn_one_away()) continue;
         if (connection < 0) return;
         if (!is_own_user(connection) || connections_.size() >= connections_max) {
             close(connection);
@@ -88,10 +85,12 @@ void control_socket::accept_connections() {
 }
 
 // Out of descriptors: without this the waiting client would keep the event loop busy.
-void control_socket::turn_one_away() {
+bool control_socket::turn_one_away() {
     close(spare_);
-    close(accept(listener_, nullptr, nullptr));
+    const int connection = accept(listener_, nullptr, nullptr);
+    if (connection >= 0) close(connection);
     spare_ = open_spare();
+    return connection >= 0;
 }
 
 void control_socket::serve(int connection) {

@@ -25,7 +25,7 @@ class control_socket {
 
   private:
     void accept_connections();
-    void turn_one_away();
+    bool turn_one_away();
     void serve(int connection);
     void drop(int connection);
 

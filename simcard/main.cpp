@@ -2,7 +2,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <exception>
+#include <cstdlib>
+#include <stdexcept>
 
 #include <fcntl.h>
 #include <signal.h>
@@ -85,6 +86,8 @@ void say_ready(const command_line &chosen) {
 }
 
 int serve(const command_line &chosen) {
+    if (chosen.server.directory.empty())
+        throw std::runtime_error("the directory's path is empty or too long: give another one with --directory");
     const int stop_signals = take_signals();
     if (stop_signals < 0) throw std::runtime_error("no signal descriptor can be had");
     card_server server(chosen.server);
