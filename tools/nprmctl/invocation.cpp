@@ -1,5 +1,7 @@
 // Parses a command's arguments with CLI11.
 
+#include "cli11.h"
+
 #include "invocation.h"
 
 #include "failure.h"
@@ -9,10 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <utility>
-
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 
 namespace {
 
