@@ -1,0 +1,350 @@
+// Set-up: the sockets' paths, their records, what is applied to them, SIGUSR1.
+
+#include "util/ad_debug/ad_debug.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+
+#include <arpa/inet.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+#include "debug_library.h"
+#include "util/ad_debug/ad_errorlog.h"
+#include "util/ad_debug/state.h"
+
+namespace {
+
+class AdInitDebugLib : public debug_library {
+  protected:
+    AdInitDebugLib() {
+        use_private_ipc();
+        the_system_calls().user = 1234;
+    }
+    ~AdInitDebugLib() override {
+        for (const std::string &socket : {of_user, of_user_0, special_of_user, special_of_user_0})
+            if (const int id = segment(socket); id >= 0) shmctl(id, IPC_RMID, nullptr);
+    }
+
+    static int segment(const std::string &path) { return shmget(ftok(path.c_str(), 100), 0, 0); }
+    int init() { return ad_init_debug_lib(name.c_str()); }
+    bool record_is_of(const std::string &path) {
+        ad_debug_cfg *record = nullptr;
+        if (ad_get_ad_debug_cfg_p_no_create(path.c_str(), &record) != 0) return false;
+        ++record->reserved[0];
+        const bool same = ad_debug_cfg_p->reserved[0] == record->reserved[0];
+        ad_return_ad_debug_cfg_p(record);
+        return same;
+    }
+
+    const std::string name = directory / "host";
+    const std::string of_user = name + ".1234";
+    const std::string of_user_0 = name + ".0";
+    const std::string special = directory / "sp";
+    const std::string special_of_user = special + ".1234";
+    const std::string special_of_user_0 = special + ".0";
+};
+
+TEST_F(AdInitDebugLib, UsesTheUsersSocketAndItsRecord) {
+    log_socket daemon(of_user);
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_debug_inited(), 1U);
+    EXPECT_EQ(ad_errorlog_addr.sun_path, of_user);
+    EXPECT_TRUE(record_is_of(of_user));
+    EXPECT_EQ(ad_debug_cfg_p->level, 0) << "nothing is configured: as the segment was made";
+    EXPECT_EQ(ad_debug_lib_name, name);
+    ad_errorlog_printf("hello");
+    EXPECT_EQ(daemon.text(), "hello");
+}
+
+TEST_F(AdInitDebugLib, UsesUser0sSocketWhereTheUserHasNone) {
+    log_socket daemon(of_user_0);
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_errorlog_addr.sun_path, of_user_0);
+    EXPECT_TRUE(record_is_of(of_user_0));
+}
+
+TEST_F(AdInitDebugLib, UsesUser0sPathAndThePrivateRecordWhereThereIsNoSocket) {
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_errorlog_addr.sun_path, of_user_0);
+    EXPECT_EQ(ad_debug_cfg_p, &ad_debug_cfg_no_share_mem);
+}
+
+TEST_F(AdInitDebugLib, LooksAtUser0sSocketWhenTheUsersRecordCannotBeHad) {
+    write_file(of_user, "");
+    write_file(of_user_0, "");
+    ASSERT_GE(shmget(ftok(of_user.c_str(), 100), 4096, IPC_CREAT | 0666), 0);
+    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(init(), 0); }), "IPCSTAT shows size mismatch: 4096 vs 140\n");
+    EXPECT_EQ(ad_errorlog_addr.sun_path, of_user_0);
+    EXPECT_TRUE(record_is_of(of_user_0));
+}
+
+TEST_F(AdInitDebugLib, AppliesTheFileBesideTheSocketThroughTheSetter) {
+    write_file(of_user, "");
+    write_file(of_user + ".cfg", "debug_level=9\ndebug_client_ip=10.0.0.1\ndebug_server_ip=10.1.1.1\n");
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_debug_cfg_p->level, 3);
+    EXPECT_EQ(ad_debug_cfg_p->client_ip, inet_addr("10.0.0.1"));
+    EXPECT_EQ(ad_debug_cfg_p->server_ip, 0U);
+}
+
+TEST_F(AdInitDebugLib, LeavesTheSharedValuesThatNothingConfigures) {
+    write_file(of_user, "");
+    write_file(of_user + ".cfg", "debug_level=-1\ndebug_server_ip=10.1.1.1\n");
+    ad_debug_cfg *record = nullptr;
+    ASSERT_EQ(ad_get_ad_debug_cfg_p(of_user.c_str(), &record), 0);
+    record->level = 2;
+    record->client_ip = 5;
+    record->server_ip = 6;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_debug_cfg_p->level, 2);
+    EXPECT_EQ(ad_debug_cfg_p->client_ip, 5U);
+    EXPECT_EQ(ad_debug_cfg_p->server_ip, 6U);
+    ad_return_ad_debug_cfg_p(record);
+}
+
+TEST_F(AdInitDebugLib, AppliesTheEnvironmentWithoutAFile) {
+    const scratch_variable level("DEBUG_LEVEL", "7");
+    const scratch_variable server("DEBUG_SERVER_IP", "10.0.0.2");
+    log_socket daemon(of_user);
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_debug_cfg_p->level, 3);
+    EXPECT_EQ(ad_debug_cfg_p->client_ip, 0U);
+    EXPECT_EQ(ad_debug_cfg_p->server_ip, inet_addr("10.0.0.2"));
+    EXPECT_EQ(ad_debug_syslog_critical_msg_only, 1);
+    EXPECT_EQ(daemon.texts().size(), 2U);
+}
+
+TEST_F(AdInitDebugLib, ZeroesThePrivateRecordAndTurnsTheSpecialLogOff) {
+    ad_debug_cfg_no_share_mem.level = 3;
+    ad_debug_cfg_no_share_mem.server_ip = 3;
+    ad_debug_cfg_no_share_mem.reserved[127] = 3;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_debug_cfg_p->level, 0);
+    EXPECT_EQ(ad_debug_cfg_p->server_ip, 0U);
+    EXPECT_EQ(ad_debug_cfg_p->reserved[127], 0);
+    EXPECT_STREQ(ad_errorlog_sp_addr.sun_path, "");
+}
+
+TEST_F(AdInitDebugLib, TakesTheNameFromTheEnvironment) {
+    const scratch_variable variable("ERROR_LOG_SOCKET", name.c_str());
+    EXPECT_EQ(ad_init_debug_lib(nullptr), 0);
+    EXPECT_EQ(ad_errorlog_addr.sun_path, of_user_0);
+    EXPECT_EQ(ad_debug_lib_name, name);
+
+    ad_debug_cfg_p->level = 3;  // without a name nothing equals the name before: set up anew
+    EXPECT_EQ(ad_init_debug_lib(nullptr), 0);
+    EXPECT_EQ(ad_debug_cfg_p->level, 0);
+}
+
+TEST_F(AdInitDebugLib, PrefersTheGivenNameToTheEnvironment) {
+    const scratch_variable variable("ERROR_LOG_SOCKET", (directory / "other").c_str());
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_errorlog_addr.sun_path, of_user_0);
+}
+
+TEST_F(AdInitDebugLib, FailsWithoutAnyNameAndSendsNothingThen) {
+    ad_debug_cfg_no_share_mem.level = 3;
+    EXPECT_EQ(ad_init_debug_lib(nullptr), -1);
+    EXPECT_EQ(ad_debug_inited(), 0U);
+    EXPECT_EQ(ad_debug_cfg_no_share_mem.level, 0);
+    EXPECT_STREQ(ad_errorlog_addr.sun_path, "");
+    EXPECT_STREQ(ad_errorlog_sp_addr.sun_path, "");
+    EXPECT_STREQ(ad_debug_lib_name, "");
+    struct sigaction action {};
+    sigaction(SIGUSR1, nullptr, &action);
+    EXPECT_EQ(action.sa_handler, SIG_DFL);
+    EXPECT_EQ(stderr_of([] { ad_errorlog_printf("here\n"); }), std::string(no_contact_warning) + "here\n");
+    EXPECT_TRUE(the_system_calls().sends.empty());
+}
+
+TEST_F(AdInitDebugLib, ChangesNothingForTheSameNameAgain) {
+    write_file(of_user, "");
+    EXPECT_EQ(init(), 0);
+    set_path(ad_errorlog_sp_addr, special_path());
+    write_file(of_user + ".cfg", "debug_level=3\n");
+    const ad_debug_cfg *before = ad_debug_cfg_p;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_debug_cfg_p, before);
+    EXPECT_EQ(ad_debug_cfg_p->level, 0);
+    EXPECT_EQ(ad_errorlog_sp_addr.sun_path, special_path());
+}
+
+TEST_F(AdInitDebugLib, SetsUpAnewForAnotherName) {
+    const std::string other = directory / "other";
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_init_debug_lib(other.c_str()), 0);
+    EXPECT_EQ(ad_errorlog_addr.sun_path, other + ".0");
+    EXPECT_EQ(ad_debug_lib_name, other);
+}
+
+TEST_F(AdInitDebugLib, TakesAnEmptyFirstNameForTheRememberedOne) {
+    EXPECT_EQ(ad_init_debug_lib(""), 0);
+    EXPECT_EQ(ad_debug_inited(), 0U);
+    EXPECT_EQ(ad_errorlog_addr.sun_path, main_path());
+}
+
+TEST_F(AdInitDebugLib, CutsNamesAtPathAndCopy) {
+    const std::string long_name(5000, 'n');
+    EXPECT_EQ(ad_init_debug_lib(long_name.c_str()), 0);
+    EXPECT_EQ(ad_errorlog_addr.sun_path, std::string(107, 'n'));
+    EXPECT_EQ(ad_debug_lib_name, std::string(511, 'n'));
+    EXPECT_STREQ(ad_errorlog_sp_addr.sun_path, "");
+
+    ad_debug_cfg_p->level = 2;
+    EXPECT_EQ(ad_init_debug_lib(long_name.c_str()), 0);
+    EXPECT_EQ(ad_debug_cfg_p->level, 2) << "the same name again";
+}
+
+TEST_F(AdInitDebugLib, LeavesTheSegmentToOutliveTheProcess) {
+    write_file(of_user, "");
+    EXPECT_EXIT((init(), ad_debug_cfg_p->level = 2, exit(0)), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_debug_cfg_p->level, 2);
+}
+
+// -- the special log
+
+TEST_F(AdInitDebugLib, SpecialLogUsesTheUsersSpecialSocketAndItsRecord) {
+    write_file(of_user, "");
+    log_socket daemon(special_of_user);
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_set_special_log_path(special.c_str()), 0);
+    EXPECT_EQ(ad_errorlog_sp_addr.sun_path, special_of_user);
+    EXPECT_EQ(ad_errorlog_addr.sun_path, of_user);
+    EXPECT_TRUE(record_is_of(special_of_user));
+    shmid_ds facts{};
+    ASSERT_EQ(shmctl(segment(of_user), IPC_STAT, &facts), 0);
+    EXPECT_EQ(facts.shm_nattch, 1U) << "the earlier record stays attached";
+    ad_errorlog_printf_special("s");
+    EXPECT_EQ(daemon.text(), "s");
+}
+
+TEST_F(AdInitDebugLib, SpecialLogFallsBackToUser0sSocket) {
+    write_file(special_of_user_0, "");
+    EXPECT_EQ(ad_set_special_log_path(special.c_str()), 0);
+    EXPECT_EQ(ad_errorlog_sp_addr.sun_path, special_of_user_0);
+    EXPECT_TRUE(record_is_of(special_of_user_0));
+}
+
+TEST_F(AdInitDebugLib, SpecialLogUsesThePrivateRecordWhereThereIsNoSocket) {
+    EXPECT_EQ(ad_set_special_log_path(special.c_str()), 0);
+    EXPECT_EQ(ad_errorlog_sp_addr.sun_path, special_of_user_0);
+    EXPECT_EQ(ad_debug_cfg_p, &ad_debug_cfg_no_share_mem);
+}
+
+TEST_F(AdInitDebugLib, SpecialLogIgnoresNoNameAndCutsLongOnes) {
+    EXPECT_EQ(ad_set_special_log_path(nullptr), 0);
+    EXPECT_EQ(ad_errorlog_sp_addr.sun_path, special_path());
+    EXPECT_EQ(ad_debug_cfg_p, nullptr);
+    EXPECT_EQ(ad_set_special_log_path(std::string(500, 's').c_str()), 0);
+    EXPECT_EQ(ad_errorlog_sp_addr.sun_path, std::string(107, 's'));
+}
+
+// -- SIGUSR1
+
+class AdDebugSigusr1 : public AdInitDebugLib {
+  protected:
+    AdDebugSigusr1() {
+        calls = 0;
+        write_file(of_user, "");
+    }
+
+    static struct sigaction installed() {
+        struct sigaction action {};
+        sigaction(SIGUSR1, nullptr, &action);
+        return action;
+    }
+
+    static volatile sig_atomic_t calls;
+    static volatile sig_atomic_t last_signal;
+    static void host_handler(int signal_number) {
+        calls = calls + 1;
+        last_signal = signal_number;
+    }
+    static void host_handler_with_information(int signal_number, siginfo_t *information, void *) {
+        if (information->si_signo == signal_number) host_handler(signal_number);
+    }
+};
+volatile sig_atomic_t AdDebugSigusr1::calls;
+volatile sig_atomic_t AdDebugSigusr1::last_signal;
+
+TEST_F(AdDebugSigusr1, ReadsTheConfigurationAgain) {
+    log_socket special_log(special_path());
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_debug_cfg_p->level, 0);
+    write_file(of_user + ".cfg", "debug_level=2\ndebug_client_ip=10.0.0.3\n");
+    raise(SIGUSR1);
+    EXPECT_EQ(ad_debug_cfg_p->level, 2);
+    EXPECT_EQ(ad_debug_cfg_p->client_ip, inet_addr("10.0.0.3"));
+
+    set_path(ad_errorlog_sp_addr, special_path());
+    ad_debug_cfg_p->level = 4;
+    raise(SIGUSR1);
+    EXPECT_EQ(ad_debug_cfg_p->level, 2);
+    EXPECT_EQ(special_log.text(), "reset special log");
+}
+
+TEST_F(AdDebugSigusr1, IsHandledWithAnEmptyMaskAndWithoutFlags) {
+    EXPECT_EQ(init(), 0);
+    const struct sigaction action = installed();
+    EXPECT_EQ(action.sa_flags & ~0x04000000, 0) << "but for what libc itself adds";
+    for (int number = 1; number < NSIG; ++number)
+        EXPECT_NE(sigismember(&action.sa_mask, number), 1) << number;
+}
+
+TEST_F(AdDebugSigusr1, CallsTheHandlerThatWasThereBefore) {
+    signal(SIGUSR1, host_handler);
+    EXPECT_EQ(init(), 0);
+    write_file(of_user + ".cfg", "debug_level=1\n");
+    raise(SIGUSR1);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(last_signal, SIGUSR1);
+    EXPECT_EQ(ad_debug_cfg_p->level, 1);
+}
+
+TEST_F(AdDebugSigusr1, KeepsTheHandlerSavedFirstWhenTheLibraryIsSetUpAgain) {
+    signal(SIGUSR1, host_handler);
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_init_debug_lib((directory / "other").c_str()), 0);
+    raise(SIGUSR1);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(AdDebugSigusr1, SavesAHandlerThatTheHostInstalledBetweenTwoSetUps) {
+    EXPECT_EQ(init(), 0);
+    signal(SIGUSR1, host_handler);
+    raise(SIGUSR1);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(ad_init_debug_lib((directory / "other").c_str()), 0);
+    raise(SIGUSR1);
+    EXPECT_EQ(calls, 2);
+}
+
+TEST_F(AdDebugSigusr1, DoesNotCallTheIgnoreDisposition) {
+    signal(SIGUSR1, SIG_IGN);
+    EXPECT_EQ(init(), 0);
+    write_file(of_user + ".cfg", "debug_level=1\n");
+    raise(SIGUSR1);
+    EXPECT_EQ(ad_debug_cfg_p->level, 1);
+}
+
+TEST_F(AdDebugSigusr1, CallsAHandlerThatTakesInformationWithTheSignalsNumber) {
+    struct sigaction action {};
+    action.sa_sigaction = host_handler_with_information;
+    action.sa_flags = SA_SIGINFO;
+    sigaction(SIGUSR1, &action, nullptr);
+    EXPECT_EQ(init(), 0);
+    raise(SIGUSR1);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(AdDebugSigusr1, LeavesErrnoOfTheInterruptedCodeAsItWas) {
+    EXPECT_EQ(init(), 0);
+    errno = 1234;
+    raise(SIGUSR1);  // there is no file: open() fails in the handler
+    EXPECT_EQ(errno, 1234);
+}
+
+}  // namespace
