@@ -291,7 +291,7 @@ class EntryTableModel : public ::testing::Test {
         const uint32_t n = any_number(random.below(4) == 0 ? 150 : 9);
         bool possible = uint64_t{first} + n <= count;
         for (uint64_t i = first; possible && i < uint64_t{first} + n; ++i)
-            possible = model[i] != to_used;
+            possible = model[static_cast<size_t>(i)] != to_used;
         ASSERT_EQ(to_used ? owned.reserve(first, n) : owned.release(first, n), possible ? 1u : 0u) << first << ", " << n;
         if (possible)
             for (uint32_t i = first; i < first + n; ++i)
