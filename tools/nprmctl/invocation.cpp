@@ -1,5 +1,7 @@
 // Parses a command's arguments with CLI11.
 
+#include "cli11.h"
+
 #include "invocation.h"
 
 #include "failure.h"
@@ -9,10 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <utility>
-
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 
 namespace {
 
@@ -33,15 +31,20 @@ std::string value_name(const char *name) {
 
 }  // namespace
 
-invocation::invocation(const command &row, std::vector<std::string> words)
-    : row_(row), words_(std::move(words)), parser_(std::make_unique<CLI::App>()) {
-    parser_->set_help_flag("--help,-h", "show this help");
-}
+invocation::invocation(const command &row, std::vector<std::string> words) : row_(row), words_(std::move(words)) {}
 
 invocation::~invocation() = default;
 
+CLI::App &invocation::parser() {
+    if (!parser_) {
+        parser_ = std::make_unique<CLI::App>();
+        parser_->set_help_flag("--help,-h", "show this help");
+    }
+    return *parser_;
+}
+
 CLI::Option *invocation::add_text(const char *name, std::string &value, const char *help) {
-    CLI::Option *option = parser_->add_option(bare(name), value, help)->type_name(value_name(name));
+    CLI::Option *option = parser().add_option(bare(name), value, help)->type_name(value_name(name));
     if (name[0] != '-' && name[0] != '[') option->required();
     return option;
 }
@@ -51,7 +54,7 @@ void invocation::number(const char *name, uint32_t &value, uint32_t lowest, uint
     const auto take = [plain, &value, lowest, highest](const std::string &text) {
         value = number_argument(plain.c_str(), text, lowest, highest);
     };
-    CLI::Option *option = parser_->add_option_function<std::string>(plain, take, help)->type_name(value_name(name));
+    CLI::Option *option = parser().add_option_function<std::string>(plain, take, help)->type_name(value_name(name));
     if (name[0] != '-' && name[0] != '[') option->required();
 }
 
@@ -60,16 +63,16 @@ void invocation::text(const char *name, std::string &value, const char *help) {
 }
 
 void invocation::texts(const char *name, std::vector<std::string> &values, const char *help) {
-    CLI::Option *option = parser_->add_option(bare(name), values, help)->type_name(value_name(name));
+    CLI::Option *option = parser().add_option(bare(name), values, help)->type_name(value_name(name));
     if (name[0] != '[') option->required();
 }
 
 void invocation::flag(const char *name, bool &value, const char *help) {
-    parser_->add_flag(name, value, help);
+    parser().add_flag(name, value, help);
 }
 
 void invocation::notes(const char *text) {
-    parser_->footer(text);
+    parser().footer(text);
 }
 
 bool invocation::given(const char *name) const {
@@ -77,7 +80,8 @@ bool invocation::given(const char *name) const {
 }
 
 void invocation::parse() {
-    parser_->add_flag("--json", json_, "print one JSON document on standard output, also about errors")->group(global_options);
+    if (words_.empty() && !parser_) return;  // nothing to parse: short commands are over before CLI11 is set up
+    parser().add_flag("--json", json_, "print one JSON document on standard output, also about errors")->group(global_options);
     add_text("--directory DIR", directory_, "the card's directory of sockets, instead of RUV_DIR")->group(global_options);
     parser_->add_flag("--verbose", verbose_, "show the library's log and its messages on standard error")->group(global_options);
     parser_->get_help_ptr()->group(global_options);

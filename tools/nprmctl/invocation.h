@@ -47,6 +47,7 @@ class invocation {
     void print(const report &content) const { content.print(json_, stdout); }
 
   private:
+    CLI::App &parser();
     CLI::Option *add_text(const char *name, std::string &value, const char *help);
     std::string help_text() const;
 
