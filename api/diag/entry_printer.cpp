@@ -13,7 +13,6 @@ namespace nprm {
 
 namespace {
 
-constexpr size_t name_column = 30;
 constexpr char rule[] = "\n-----------------------------------------------------";
 constexpr char heading[] = "\n  Field Name                   #Bits  Value";
 
@@ -37,39 +36,76 @@ void put_title(const entry_layout &layout, uint32_t addr, line &text, sinks &out
     out.put(text, layout.printer);
 }
 
-// "  %-30s %2d    ": name and width, then the value as the caller adds it.
-void start_field(line &text, const char *name, uint32_t index, bool indexed, uint32_t width) {
-    text.restart();
-    text.blanks(2);
-    const size_t start = text.length();
-    text.add(name);
-    if (indexed) {
-        text.add("[", 1);
-        text.add_number(index);
-        text.add("]", 1);
-    }
-    text.pad(start, name_column);
-    text.blanks(width < 10 ? 2 : 1);
-    text.add_number(width);
-    text.blanks(4);
-}
+// "%#x (%u)" of the values of a byte, which are most of all values.
+struct byte_text {
+    char text[15];
+    uint8_t bytes;
+};
+struct byte_texts {
+    byte_text of[256];
+};
 
-void put_number(line &text, uint32_t value, const char *printer, sinks &out) {
+consteval byte_texts make_byte_texts() {
+    constexpr char digits[] = "0123456789abcdef";
+    byte_texts texts = {};
+    for (uint32_t value = 0; value < 256; ++value) {
+        byte_text &made = texts.of[value];
+        const auto add = [&made](char character) { made.text[made.bytes++] = character; };
+        if (value != 0) {
+            add('0');
+            add('x');
+        }
+        if (value >= 16) add(digits[value >> 4]);
+        add(digits[value & 15]);
+        add(' ');
+        add('(');
+        if (value >= 100) add(digits[value / 100]);
+        if (value >= 10) add(digits[value / 10 % 10]);
+        add(digits[value % 10]);
+        add(')');
+    }
+    return texts;
+}
+constexpr byte_texts of_bytes = make_byte_texts();
+
+void add_value(line &text, uint32_t value, uint32_t width) {
+    if (width <= 8) {
+        const byte_text &known = of_bytes.of[value];
+        text.add_some(known.text, known.bytes);
+        return;
+    }
     text.add_hex(value);
     text.add(" (", 2);
     text.add_number(value);
     text.add(")", 1);
-    out.put(text, printer);
 }
 
 void put_hex_text(const field_row &row, const uint8_t *entry, line &text, const char *printer, sinks &out) {
     constexpr char digits[] = "0123456789abcdef";
-    start_field(text, row.name, 0, false, row.width);
+    text.restart();
+    text.add_some(row.start.text, row.start.bytes);
     for (uint32_t i = 0; i < row.width / 8; ++i) {
         const char two[] = {digits[entry[row.byte + i] >> 4], digits[entry[row.byte + i] & 15]};
         text.add(two, sizeof two);
     }
     out.put(text, printer);
+}
+
+// One line an element, the index behind the name.
+void put_list(const field_row &row, const uint8_t *elements, uint32_t count, line &text, const char *printer, sinks &out) {
+    constexpr size_t value_column = 39;
+    const size_t name_bytes = strlen(row.name);
+    for (uint32_t i = 0; i < count; ++i) {
+        text.restart();
+        const size_t start = text.length();
+        text.add(row.start.text, 2 + name_bytes);
+        text.add("[", 1);
+        text.add_number(i);
+        text.add("]", 1);
+        text.add(row.start.text + text.length() - start, value_column - (text.length() - start));
+        add_value(text, elements[i], row.width);
+        out.put(text, printer);
+    }
 }
 
 void put_rows(const entry_layout &layout, const uint8_t *entry, uint32_t bytes, line &text, sinks &out) {
@@ -79,13 +115,15 @@ void put_rows(const entry_layout &layout, const uint8_t *entry, uint32_t bytes, 
             put_hex_text(*row, entry, text, layout.printer, out);
             continue;
         }
-        const bool listed = row->form == row_form::list;
-        const uint32_t elements = listed ? std::min(value, bytes - row->byte) : 1;
-        for (uint32_t i = 0; i < elements; ++i) {
-            value = listed ? entry[row->byte + i] : row_value(*row, entry);
-            start_field(text, row->name, i, listed, row->width);
-            put_number(text, value, layout.printer, out);
+        if (row->form == row_form::list) {
+            put_list(*row, entry + row->byte, std::min(value, bytes - row->byte), text, layout.printer, out);
+            continue;
         }
+        value = row_value(*row, entry);
+        text.restart();
+        text.add_some(row->start.text, row->start.bytes);
+        add_value(text, value, row->width);
+        out.put(text, layout.printer);
     }
 }
 

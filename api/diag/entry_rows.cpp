@@ -427,16 +427,17 @@ constexpr uint32_t bytes_of(const field_row (&rows)[count]) {
     return bytes;
 }
 
-// What the printer relies on: names that fit their column, numbers that one read gets, lists behind their count.
+// What the printer relies on: numbers that one read gets, lists behind their count.
 template <size_t count>
 constexpr bool well_formed(const field_row (&rows)[count]) {
     for (size_t i = 0; i < count; ++i) {
         const field_row &row = rows[i];
-        if (__builtin_strlen(row.name) > 30 || row.width == 0) return false;
+        if (row.width == 0) return false;
         const bool inside_byte = row.lowest_bit + row.width <= 8;
         const bool whole_words = row.lowest_bit == 0 && (row.width == 16 || row.width == 32);
         if (row.form == row_form::number && !inside_byte && !whole_words) return false;
-        if (row.form == row_form::list && (i == 0 || row.width != 8 || row.lowest_bit != 0)) return false;
+        if (row.form == row_form::list && (i == 0 || row.width != 8 || row.lowest_bit != 0 || __builtin_strlen(row.name) > 25))
+            return false;
     }
     return true;
 }

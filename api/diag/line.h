@@ -23,6 +23,13 @@ class line {
         memcpy(end_, text, bytes);
         end_ += bytes;
     }
+    // The beginning of an array: copied whole, which takes fewer steps than the right number of bytes does.
+    template <size_t size>
+    void add_some(const char (&text)[size], size_t bytes) {
+        if (size > room()) return;
+        memcpy(end_, text, size);
+        end_ += bytes;
+    }
     void add(const char *text) { add(text, strlen(text)); }
     void blanks(size_t count) {
         if (count > room()) count = room();
