@@ -2,6 +2,7 @@
 
 #include "api/diag/nprm_decode.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "printed.h"
@@ -247,7 +248,7 @@ std::vector<uint8_t> sample() {
 // In memory of the blob's own size, so that a read behind it is seen; 65,536 bytes of it, for a blob carries no size.
 int decode_all(const std::vector<uint8_t> &bytes) {
     std::vector<uint32_t> blob(65536 / 4);
-    std::memcpy(blob.data(), bytes.data(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), reinterpret_cast<uint8_t *>(blob.data()));
     static std::vector<char> text(4u << 20);
     text[0] = '\0';
     const int result = nprm_decode_config_to_file(nullptr, 0, text.data(), blob.data());

@@ -205,7 +205,8 @@ TEST_F(EntryPrinter, LogsEveryTypeUnderItsOwnName) {
     const std::vector<uint32_t> entry = entry_of({});
     for (const auto &[type, name] : names) {
         nprm_syslog_flag = 1;
-        const std::string log = stderr_of([&] { printer_of(type)(0, entry.data(), 0, nullptr, nullptr); });
+        const entry_printer print = printer_of(type);
+        const std::string log = stderr_of([&] { print(0, entry.data(), 0, nullptr, nullptr); });
         nprm_syslog_flag = 0;
         const std::string text = printed(type, 0, {});
         size_t sites = 0;
