@@ -11,7 +11,7 @@ extern "C" {
  *   format: as in printf(3)
  * Returns nothing: a message that cannot be written is lost.   Blocks: as syslog(3) does.   Threads: any. */
 __attribute__((visibility("default"), format(printf, 5, 6))) void ny_syslog(int priority, unsigned module_id, int zero,
-                                                                              unsigned message_number, const char *format, ...);
+                                                                            unsigned message_number, const char *format, ...);
 
 #ifdef __cplusplus
 }

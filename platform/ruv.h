@@ -38,7 +38,8 @@ RUV_API uint32_t ruv_rr_token_get(const ruv_message *sent);
 
 /* Waits for the reply that carries the token in options[3]; replies with other tokens are thrown away.
  *   received: the caller's room, filled on success;   options: ten words, words 0 and 2 are 1, word 3 is the token
- * Returns 0 or more with a message, or a negative value on time-out or failure.   Blocks: for a bounded time, whatever signals come. */
+ * Returns 0 or more with a message, or a negative value on time-out or failure.   Blocks: for a bounded time, whatever signals
+ * come. */
 RUV_API int32_t ruv_recv(uint32_t handle, ruv_message *received, const uint32_t options[10]);
 
 /* Returns the payload's size in bytes. */

@@ -42,13 +42,16 @@ NPRM_API uint32_t nprm_tcam_write_v4_acl_vmr_dup(uint8_t vmr_id, uint16_t positi
 NPRM_API uint32_t nprm_tcam_write_v4_acl_vmr(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, const nprm_tcam_acl_key *key,
                                              const nprm_tcam_acl_key *mask, const nprm_tcam_acl_result *result);
 
-/* Inserts ACL entries at a position; those behind shift.  Each message that goes well is traced on standard output and in the log. */
-NPRM_API uint32_t nprm_tcam_insert_v4_acl_vmr_dup(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, const nprm_tcam_acl_key *key,
-                                                  const nprm_tcam_acl_key *mask, const nprm_tcam_acl_result *result);
+/* Inserts ACL entries at a position; those behind shift.  Each message that goes well is traced on standard output and in the log.
+ */
+NPRM_API uint32_t nprm_tcam_insert_v4_acl_vmr_dup(uint8_t vmr_id, uint16_t position, uint16_t nr_entry,
+                                                  const nprm_tcam_acl_key *key, const nprm_tcam_acl_key *mask,
+                                                  const nprm_tcam_acl_result *result);
 NPRM_API uint32_t nprm_tcam_insert_v4_acl_vmr(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, const nprm_tcam_acl_key *key,
                                               const nprm_tcam_acl_key *mask, const nprm_tcam_acl_result *result);
 
-/* Reads ACL entries.   shadow_copy: has no effect;   key, mask, result: nr_entry elements each, those that the server sent are written. */
+/* Reads ACL entries.   shadow_copy: has no effect;   key, mask, result: nr_entry elements each, those that the server sent are
+ * written. */
 NPRM_API uint32_t nprm_tcam_read_v4_acl_vmr_dup(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, uint32_t shadow_copy,
                                                 nprm_tcam_acl_key *key, nprm_tcam_acl_key *mask, nprm_tcam_acl_result *result);
 NPRM_API uint32_t nprm_tcam_read_v4_acl_vmr(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, uint8_t shadow_copy,
@@ -69,22 +72,25 @@ NPRM_API uint32_t nprm_tcam_sgwrite_v4_policy_vmr(uint8_t vmr_id, uint16_t posit
 NPRM_API uint32_t nprm_tcam_write_v4_policy_vmr_dup(uint8_t vmr_id, uint16_t position, uint16_t nr_entry,
                                                     const nprm_tcam_policy_key *key, const nprm_tcam_policy_key *mask,
                                                     const nprm_tcam_policy_result *result);
-NPRM_API uint32_t nprm_tcam_write_v4_policy_vmr(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, const nprm_tcam_policy_key *key,
-                                                const nprm_tcam_policy_key *mask, const nprm_tcam_policy_result *result);
+NPRM_API uint32_t nprm_tcam_write_v4_policy_vmr(uint8_t vmr_id, uint16_t position, uint16_t nr_entry,
+                                                const nprm_tcam_policy_key *key, const nprm_tcam_policy_key *mask,
+                                                const nprm_tcam_policy_result *result);
 
 /* Inserts policy entries at a position; those behind shift. */
 NPRM_API uint32_t nprm_tcam_insert_v4_policy_vmr_dup(uint8_t vmr_id, uint16_t position, uint16_t nr_entry,
                                                      const nprm_tcam_policy_key *key, const nprm_tcam_policy_key *mask,
                                                      const nprm_tcam_policy_result *result);
-NPRM_API uint32_t nprm_tcam_insert_v4_policy_vmr(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, const nprm_tcam_policy_key *key,
-                                                 const nprm_tcam_policy_key *mask, const nprm_tcam_policy_result *result);
+NPRM_API uint32_t nprm_tcam_insert_v4_policy_vmr(uint8_t vmr_id, uint16_t position, uint16_t nr_entry,
+                                                 const nprm_tcam_policy_key *key, const nprm_tcam_policy_key *mask,
+                                                 const nprm_tcam_policy_result *result);
 
 /* Reads policy entries.   Arguments as in the read of ACL entries. */
 NPRM_API uint32_t nprm_tcam_read_v4_policy_vmr_dup(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, uint32_t shadow_copy,
                                                    nprm_tcam_policy_key *key, nprm_tcam_policy_key *mask,
                                                    nprm_tcam_policy_result *result);
 NPRM_API uint32_t nprm_tcam_read_v4_policy_vmr(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, uint8_t shadow_copy,
-                                               nprm_tcam_policy_key *key, nprm_tcam_policy_key *mask, nprm_tcam_policy_result *result);
+                                               nprm_tcam_policy_key *key, nprm_tcam_policy_key *mask,
+                                               nprm_tcam_policy_result *result);
 
 /* Look one key up in a list.   result: the matching entry's, written on NPRM_OK.  Without a reply: NPRM_ERROR, result untouched. */
 NPRM_API uint32_t nprm_ext_tcam_v4_acl_lkup(uint8_t vmr_id, const nprm_tcam_acl_key *key, nprm_tcam_acl_result *result);

@@ -31,20 +31,20 @@ typedef struct nprm_link {
 } __attribute__((packed)) nprm_link;
 
 typedef struct nprm_buffer_pool {
-    const char *name;              /* shown in messages */
-    uint32_t reserved;             /* nonzero: the owner's alone, never used by nprm_malloc() */
-    uint32_t count;                /* buffers */
-    uint32_t size;                 /* usable bytes a buffer */
-    pthread_mutex_t lock;          /* guards the free list */
-    uint8_t *area;                 /* the storage, NPRM_POOL_BYTES(count, size); the owner's, never freed */
-    nprm_link *free_head;          /* null while the pool is empty */
+    const char *name;     /* shown in messages */
+    uint32_t reserved;    /* nonzero: the owner's alone, never used by nprm_malloc() */
+    uint32_t count;       /* buffers */
+    uint32_t size;        /* usable bytes a buffer */
+    pthread_mutex_t lock; /* guards the free list */
+    uint8_t *area;        /* the storage, NPRM_POOL_BYTES(count, size); the owner's, never freed */
+    nprm_link *free_head; /* null while the pool is empty */
     nprm_link *free_tail;
     struct nprm_buffer_pool *next; /* in the process's list of pools, by ascending size */
 } nprm_buffer_pool;
 
 /* The storage that a pool needs, in bytes, and a descriptor to start from. */
 #define NPRM_POOL_BYTES(count, size) ((count) * ((size) + sizeof(nprm_link)))
-#define NPRM_POOL(name, reserved, count, size, area) \
+#define NPRM_POOL(name, reserved, count, size, area)                                                                               \
     { name, reserved, count, size, PTHREAD_MUTEX_INITIALIZER, area, 0, 0, 0 }
 
 /* Lays out all buffers of the pool and enters it into the process's list; once a pool, before other threads use pools.

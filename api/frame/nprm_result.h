@@ -214,12 +214,12 @@ NPRM_API uint32_t nprm_error_condition(uint32_t code, FILE *out);
 extern NPRM_API uint32_t nprm_syslog_flag;
 
 enum {
-    NPRM_LEVEL_ERROR = 0x1,            /* failures */
-    NPRM_LEVEL_TRANSPORT = 0x2,        /* a line a request sent and a reply received; off by default */
-    NPRM_LEVEL_PERIODIC = 0x10,        /* the periodic thread */
-    NPRM_LEVEL_STATS = 0x8000,         /* the statistics client */
-    NPRM_LEVEL_IF_TCAM = 0x20000,      /* the interface TCAM configuration */
-    NPRM_LEVEL_ANY = 0x0FFFFFFF,       /* logged while any bit is on: decoders, pool corruption, unhandled events */
+    NPRM_LEVEL_ERROR = 0x1,       /* failures */
+    NPRM_LEVEL_TRANSPORT = 0x2,   /* a line a request sent and a reply received; off by default */
+    NPRM_LEVEL_PERIODIC = 0x10,   /* the periodic thread */
+    NPRM_LEVEL_STATS = 0x8000,    /* the statistics client */
+    NPRM_LEVEL_IF_TCAM = 0x20000, /* the interface TCAM configuration */
+    NPRM_LEVEL_ANY = 0x0FFFFFFF,  /* logged while any bit is on: decoders, pool corruption, unhandled events */
     NPRM_SYSLOG_FLAG_DEFAULT = 0x0FFFFFF1
 };
 

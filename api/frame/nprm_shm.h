@@ -14,9 +14,9 @@ enum {
     NPRM_SHM_UNITS_MAX = 64,
     NPRM_SHM_UNIT_ALIGN = 16, /* bytes; unit sizes are rounded up to it */
 
-    NPRM_SHM_STATUS = 0,              /* the segment whose first word is the server's status */
-    NPRM_SHM_STATUS_UNIT_BYTES = 12,  /* its one unit */
-    NPRM_SERVER_READY = 1             /* the status word's value while the server accepts calls */
+    NPRM_SHM_STATUS = 0,             /* the segment whose first word is the server's status */
+    NPRM_SHM_STATUS_UNIT_BYTES = 12, /* its one unit */
+    NPRM_SERVER_READY = 1            /* the status word's value while the server accepts calls */
 };
 
 /* The address of the server's status word; null until nprm_ipc_register_client() found it. */

@@ -29,17 +29,17 @@ NPRM_AT(nprm_message_header, units, 4);
 
 /* ROW(number, name, transport opcode, bytes a record).  The library sends nothing to components 4 and 8: they have no records.
  * The last opcode is not the next in sequence; the server has it so. */
-#define NPRM_COMPONENT_LIST(ROW)                                                                                                          \
-    ROW(0, CMM, 0x2E814, 38)                                                                                                              \
-    ROW(1, MAC, 0x2E815, 268)                                                                                                             \
-    ROW(2, FDM, 0x2E816, 80)                                                                                                              \
-    ROW(3, IF, 0x2E817, 35)                                                                                                               \
-    ROW(4, INTR, 0x2E818, 0)                                                                                                              \
-    ROW(5, NPA, 0x2E819, 788)                                                                                                             \
-    ROW(6, STATS, 0x2E81A, 9612)                                                                                                          \
-    ROW(7, TCAM, 0x2E81B, 51)                                                                                                             \
-    ROW(8, TM, 0x2E81C, 0)                                                                                                                \
-    ROW(9, WCCP, 0x2E81D, 40)                                                                                                             \
+#define NPRM_COMPONENT_LIST(ROW)                                                                                                   \
+    ROW(0, CMM, 0x2E814, 38)                                                                                                       \
+    ROW(1, MAC, 0x2E815, 268)                                                                                                      \
+    ROW(2, FDM, 0x2E816, 80)                                                                                                       \
+    ROW(3, IF, 0x2E817, 35)                                                                                                        \
+    ROW(4, INTR, 0x2E818, 0)                                                                                                       \
+    ROW(5, NPA, 0x2E819, 788)                                                                                                      \
+    ROW(6, STATS, 0x2E81A, 9612)                                                                                                   \
+    ROW(7, TCAM, 0x2E81B, 51)                                                                                                      \
+    ROW(8, TM, 0x2E81C, 0)                                                                                                         \
+    ROW(9, WCCP, 0x2E81D, 40)                                                                                                      \
     ROW(10, NPDEBUG, 0x2E826, 296)
 
 #define NPRM_COMPONENT_NUMBER(number, name, opcode, record_bytes) NPRM_COMPONENT_##name = number,

@@ -37,7 +37,8 @@ typedef struct ruv_local_header {
 int ruv_local_directory(char *path, size_t room);
 
 /* Tells whether the directory may be trusted: a directory (no symbolic link), owned by the effective user, not writable by others.
- * Returns 0, -ENOENT, -ENOTDIR, -EPERM (another owner) or -EACCES (writable by group or others); else what lstat(2) said. */
+ * Returns 0, -ENOENT, -ENOTDIR, -EPERM (another owner, or out of reach), -EACCES (writable by group or others) or -ENAMETOOLONG;
+ * else what lstat(2) said. */
 int ruv_local_check_directory(const char *path);
 
 /* Writes one line, without newline, that says what is wrong with path and what to do about it.   error: a code that one of the

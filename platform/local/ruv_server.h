@@ -37,23 +37,30 @@ class ruv_server {
     // Readable when dispatch() has something to do.
     int descriptor() const;
 
-    // Accepts, receives and hands on what is there, then returns.  Malformed datagrams are counted and their connection is closed.
-    void dispatch();
+    // Waits at most this long (0: not at all, -1: without end) for something to do; accepts, receives and hands on what is there,
+    // at most one request a connection, then returns.  Malformed datagrams are counted and their connection is closed.
+    // A server that waits in here instead of in a poll set of its own saves one system call a request.
+    void dispatch(int wait_ms = 0);
 
-    // Sends the reply with this token.  False when the peer is gone or does not take it: its connection is closed then, a client that
-    // does not read never stops the server.
+    // From now on dispatch() calls ready whenever the descriptor is readable or at its end, until unwatch().  For timers, signals
+    // and control sockets beside the requests.   Throws std::runtime_error when the descriptor cannot be waited for.
+    void watch(int descriptor, std::function<void()> ready);
+    void unwatch(int descriptor);
+
+    // Sends the reply with this token.  False when the peer is gone or does not take it: its connection is closed then, a client
+    // that does not read never stops the server.
     bool reply(uint64_t peer, uint32_t token, std::span<const std::byte> payload);
 
     // Sends bytes as they are, header included: for servers that misbehave on purpose.
     bool send_raw(uint64_t peer, std::span<const std::byte> datagram);
 
     struct counters {
-        uint64_t requests, replies, malformed, refused_peers, lost_replies;
-        uint32_t connections;  // open now
+        uint64_t requests, replies, malformed, refused_peers, lost_replies;  // send_raw counts as a reply
+        uint32_t connections;                                                // open now
     };
     counters count() const;
 
-    // Closes every connection, removes the sockets and gives the lock back.
+    // Closes every connection, removes the sockets and gives the lock back.  May be called from a handler; listen() may follow.
     void close();
 
   private:

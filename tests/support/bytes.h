@@ -20,7 +20,8 @@ inline std::vector<uint8_t> bytes_of(const char *hex) {
             continue;
         }
         char *end = nullptr;
-        bytes.push_back(static_cast<uint8_t>(std::strtoul(std::string(at, 2).c_str(), &end, 16)));
+        const std::string two(at, 2);
+        bytes.push_back(static_cast<uint8_t>(std::strtoul(two.c_str(), &end, 16)));
         if (*end != '\0') ADD_FAILURE() << "not two hexadecimal digits: " << at;
         at += at[1] == '\0' ? 1 : 2;
     }
@@ -41,12 +42,14 @@ inline std::string hex_of(std::span<const uint8_t> bytes) {
 inline void expect_bytes(const char *file, int line, std::span<const uint8_t> message, size_t offset, const char *hex) {
     const std::vector<uint8_t> expected = bytes_of(hex);
     if (offset + expected.size() > message.size()) {
-        ADD_FAILURE_AT(file, line) << "the message has " << message.size() << " bytes, " << offset + expected.size() << " are needed";
+        ADD_FAILURE_AT(file, line) << "the message has " << message.size() << " bytes, " << offset + expected.size()
+                                   << " are needed";
         return;
     }
     const std::string found = hex_of(message.subspan(offset, expected.size()));
     if (found != hex_of(expected))
-        ADD_FAILURE_AT(file, line) << "bytes from offset " << offset << ":\n     are: " << found << "\nexpected: " << hex_of(expected);
+        ADD_FAILURE_AT(file, line) << "bytes from offset " << offset << ":\n     are: " << found
+                                   << "\nexpected: " << hex_of(expected);
 }
 
 #define EXPECT_BYTES(message, offset, hex) expect_bytes(__FILE__, __LINE__, message, offset, hex)

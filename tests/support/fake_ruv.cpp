@@ -21,14 +21,18 @@ void note(const char *call) {
 
 }  // namespace
 
-fake_ruv &the_fake_ruv() { return instance; }
+fake_ruv &the_fake_ruv() {
+    return instance;
+}
 
 void reset_fake_ruv() {
     instance = fake_ruv{};
     received = nullptr;
 }
 
-void fake_ruv::reply(const char *hex) { reply(bytes_of(hex)); }
+void fake_ruv::reply(const char *hex) {
+    reply(bytes_of(hex));
+}
 
 void fake_ruv::fail_receive(int32_t result, int times) {
     for (int i = 0; i < times; ++i)

@@ -20,9 +20,9 @@ class scratch_directory {
     std::string path_;
 };
 
-// System V keys are fixed by the interface.  From the first call on this process (and what it starts) has an IPC namespace of its own;
-// where the machine does not allow that, a lock keeps other such tests out until the process ends, and the segments of the interface
-// are removed first.
+// System V keys are fixed by the interface.  From the first call on this process (and what it starts) has an IPC namespace of its
+// own; where the machine does not allow that, a lock keeps other such tests out until the process ends, and the segments of the
+// interface are removed first.
 void use_private_ipc();
 
 // Sets or (null) unsets an environment variable; what was there comes back.

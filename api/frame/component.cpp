@@ -1,0 +1,195 @@
+// The server's components as rows, the reply converters and the senders.
+
+#include "component.h"
+
+#include "../wire/reply_rules.h"
+#include "log.h"
+#include "nprm_pool.h"
+#include "transport.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#define AS_OPCODE(number, name, opcode, record_bytes) opcode,
+constinit const uint32_t nprm_component_opcode[NPRM_COMPONENT_COUNT] = {NPRM_COMPONENT_LIST(AS_OPCODE)};
+
+alignas(16) constinit uint8_t nprm_reply_area[NPRM_MESSAGE_BYTES_MAX] = {};
+constinit uint8_t *nprm_reply_slot[NPRM_COMPONENT_COUNT] = {};
+
+namespace {
+
+constexpr uint32_t header_bytes = sizeof(nprm_message_header);
+constexpr uint32_t result_bytes = 4;
+
+// A reply on its way into the reply area.
+struct incoming {
+    const uint8_t *payload;
+    uint32_t payload_bytes;  // at most the area's size
+    uint32_t operation;
+    uint32_t units;  // whole records that came
+    uint32_t record_bytes;
+};
+
+void copy_run(const incoming &reply, uint32_t offset, uint32_t bytes) {
+    const uint32_t end = static_cast<uint32_t>(std::min<uint64_t>(uint64_t{offset} + bytes, reply.payload_bytes));
+    if (offset < end) memcpy(nprm_reply_area + offset, reply.payload + offset, end - offset);
+}
+
+void copy_results(const incoming &reply) {
+    for (uint32_t record = 0; record < reply.units; ++record)
+        copy_run(reply, header_bytes + record * reply.record_bytes, result_bytes);
+}
+
+// The shape of all converters but two: the fields of the operation's row, in every record.  False when no row has the operation.
+bool convert_by_rule(uint32_t component, const incoming &reply) {
+    const nprm::reply_rules known = nprm::reply_rules_of(component);
+    const auto *end = known.rules + known.count;
+    const auto *rule =
+        std::find_if(known.rules, end, [&](const nprm::reply_rule &row) { return row.operation == reply.operation; });
+    if (rule == end) return false;
+    for (uint32_t record = 0; record < reply.units; ++record) {
+        const uint32_t offset = header_bytes + record * reply.record_bytes;
+        for (const nprm::reply_field &field : rule->fields) {
+            if (field.bytes == 0) break;
+            memcpy(nprm_reply_area + offset + field.offset, reply.payload + offset + field.offset, field.bytes);
+        }
+    }
+    return true;
+}
+
+// Service contexts.  Operation 0: the addresses are one word or four, as a flag of the record says.  Operation 1: a list of bytes
+// that begins inside the word that gives its length; it is meant so.
+bool convert_service_contexts(uint32_t /*component*/, const incoming &reply) {
+    constexpr uint32_t ipv4_flag = 2;
+    constexpr uint32_t addresses[] = {6, 22};
+    if (reply.operation == 0) {
+        for (uint32_t record = 0; record < reply.units; ++record) {
+            const uint32_t offset = header_bytes + record * reply.record_bytes;
+            copy_run(reply, offset + 4, 2);
+            const uint32_t address_bytes = (reply.payload[offset + 5] & ipv4_flag) != 0 ? 4 : 16;
+            for (const uint32_t address : addresses)
+                copy_run(reply, offset + address, address_bytes);
+        }
+        return true;
+    }
+    if (reply.operation == 1) {
+        copy_run(reply, 8, 12);
+        uint32_t list_bytes = 0;
+        memcpy(&list_bytes, nprm_reply_area + 16, sizeof list_bytes);
+        copy_run(reply, 17, list_bytes);
+        return true;
+    }
+    return false;
+}
+
+// Debug: the message's header and first record as a block.
+bool convert_debug(uint32_t /*component*/, const incoming &reply) {
+    if (reply.operation > 1) return false;
+    if (reply.units > 0) copy_run(reply, header_bytes, reply.record_bytes);
+    return true;
+}
+
+enum class result_rule : uint8_t { none, first_record, first_failure };
+
+struct component_row {
+    uint32_t number;
+    uint32_t record_bytes;
+    result_rule result;
+    bool hides_transport_failure;  // the sender says 0, callers see the empty slot
+    const char *unknown_logger;    // the function name under which an unknown operation is logged; null: it is not
+    bool (*convert)(uint32_t component, const incoming &reply);
+};
+
+constexpr component_row rows[] = {
+    {NPRM_COMPONENT_CMM, NPRM_RECORD_BYTES_CMM, result_rule::first_failure, false, nullptr, convert_service_contexts},
+    {NPRM_COMPONENT_MAC, NPRM_RECORD_BYTES_MAC, result_rule::first_record, false, nullptr, convert_by_rule},
+    {NPRM_COMPONENT_FDM, NPRM_RECORD_BYTES_FDM, result_rule::first_failure, false, nullptr, convert_by_rule},
+    {NPRM_COMPONENT_IF, NPRM_RECORD_BYTES_IF, result_rule::first_record, false, nullptr, convert_by_rule},
+    {NPRM_COMPONENT_INTR, NPRM_RECORD_BYTES_INTR, result_rule::none, false, nullptr, nullptr},
+    {NPRM_COMPONENT_NPA, NPRM_RECORD_BYTES_NPA, result_rule::first_record, false, "nprm_npa_api_msg_handler", convert_by_rule},
+    {NPRM_COMPONENT_STATS, NPRM_RECORD_BYTES_STATS, result_rule::first_record, true, nullptr, convert_by_rule},
+    {NPRM_COMPONENT_TCAM, NPRM_RECORD_BYTES_TCAM, result_rule::first_record, true, nullptr, convert_by_rule},
+    {NPRM_COMPONENT_TM, NPRM_RECORD_BYTES_TM, result_rule::none, false, nullptr, nullptr},
+    {NPRM_COMPONENT_WCCP, NPRM_RECORD_BYTES_WCCP, result_rule::first_failure, false, nullptr, convert_by_rule},
+    {NPRM_COMPONENT_NPDEBUG, NPRM_RECORD_BYTES_NPDEBUG, result_rule::first_record, false, "nprm_npdbg_api_msg_handler",
+     convert_debug},
+};
+
+constexpr bool numbered_by_row() {
+    for (uint32_t row = 0; row < std::size(rows); ++row)
+        if (rows[row].number != row || (rows[row].convert == nullptr) != (rows[row].record_bytes == 0)) return false;
+    return std::size(rows) == NPRM_COMPONENT_COUNT;
+}
+static_assert(numbered_by_row(), "a component row is missing or out of place");
+
+// How far the reply before this one reached into the area: what it left there is cleared, and no more.
+constinit uint32_t area_bytes = 0;
+
+uint32_t read_u32(const uint8_t *at) {
+    uint32_t value = 0;
+    memcpy(&value, at, sizeof value);
+    return value;
+}
+
+uint32_t result_of(const component_row &row, const uint8_t *reply) {
+    uint32_t result = read_u32(reply + header_bytes);
+    if (row.result == result_rule::first_record) return result;
+    const uint32_t units = read_u32(reply + offsetof(nprm_message_header, units));
+    for (uint32_t record = 1; record < units && result == NPRM_OK; ++record)
+        result = read_u32(reply + header_bytes + record * row.record_bytes);
+    return result;
+}
+
+}  // namespace
+
+namespace nprm {
+
+void convert_reply(uint32_t component, const uint8_t *payload, uint32_t payload_bytes) {
+    const component_row &row = rows[component];
+    if (row.convert == nullptr) return;
+
+    const uint32_t claimed_units = read_u32(payload + offsetof(nprm_message_header, units));
+    incoming reply = {payload, std::min<uint32_t>(payload_bytes, NPRM_MESSAGE_BYTES_MAX), read_u32(payload), 0, row.record_bytes};
+    reply.units = std::min(claimed_units, (reply.payload_bytes - header_bytes) / row.record_bytes);
+    if (reply.units < claimed_units)
+        NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_api_ipc_msg_handler", __LINE__, "Reply of component %u claims %u records, %u came.",
+                    component, claimed_units, reply.units);
+
+    memset(nprm_reply_area, 0, area_bytes);
+    area_bytes = reply.payload_bytes;
+    const nprm_message_header header = {reply.operation, reply.units};
+    memcpy(nprm_reply_area, &header, sizeof header);
+
+    if (!row.convert(component, reply) && row.unknown_logger != nullptr)
+        NPRM_LOG_AT(NPRM_LEVEL_ERROR, row.unknown_logger, __LINE__, "Received unknown message type: %d.",
+                    static_cast<int>(reply.operation));
+    copy_results(reply);
+    copy_run(reply, header_bytes, result_bytes);  // a reply that is shorter than one record has its outcome all the same
+    nprm_reply_slot[component] = nprm_reply_area;
+}
+
+}  // namespace nprm
+
+void nprm_api_ipc_msg_handler(uint32_t component, const void *reply) {
+    if (component >= NPRM_COMPONENT_COUNT) return;
+    const auto *payload = static_cast<const uint8_t *>(reply);
+    const bool empty = read_u32(payload + offsetof(nprm_message_header, units)) == 0;
+    nprm::convert_reply(component, payload, empty ? header_bytes : uint32_t{NPRM_MESSAGE_BYTES_MAX});
+}
+
+uint32_t nprm_send_to_component(uint32_t component, void *request, uint8_t consume) {
+    const component_row &row = rows[component];
+    const uint32_t units = static_cast<const nprm_message_header *>(request)->units;
+    const uint64_t request_bytes = uint64_t{units} * row.record_bytes + header_bytes;
+    if (row.record_bytes == 0 || request_bytes > NPRM_MESSAGE_BYTES_MAX) {
+        nprm_free(request);
+        return NPRM_FAIL("nprm_send_to_component", NPRM_ERROR_PARAM, "Component %u takes no message of %u records.", component,
+                         units);
+    }
+    const uint32_t failure = nprm_ipc_send_msg(component, request, static_cast<uint32_t>(request_bytes), NPRM_RECEIVE_ATTEMPTS);
+    if (failure != NPRM_OK) return row.hides_transport_failure ? uint32_t{NPRM_OK} : failure;
+    const uint32_t result = result_of(row, nprm_reply_slot[component]);
+    if (consume != 0) nprm_reply_slot[component] = nullptr;
+    return result;
+}

@@ -1,0 +1,31 @@
+// Which fields of a reply's records the library hands to its operations: one row an operation.
+#ifndef NPRM_WIRE_REPLY_RULES_H
+#define NPRM_WIRE_REPLY_RULES_H
+
+#include "nprm_message.h"
+
+namespace nprm {
+
+// A run of bytes of every record.
+struct reply_field {
+    uint16_t offset;
+    uint16_t bytes;
+};
+
+// The operation's fields, beside the result code that every record returns.  A field of 0 bytes ends them early.
+struct reply_rule {
+    uint32_t operation;
+    reply_field fields[3];
+};
+
+struct reply_rules {
+    const reply_rule *rules;
+    uint32_t count;
+};
+
+// The rules of a component's operations; none for a component without operations.
+reply_rules reply_rules_of(uint32_t component);
+
+}  // namespace nprm
+
+#endif

@@ -1,0 +1,78 @@
+// The component table, made from the wire's list and the models.
+
+#include "components.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include <strings.h>
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+constexpr const component_model *models[] = {&tcam_model};
+
+void keep_nothing(const card_configuration &) {}
+nlohmann::json describe_nothing() {
+    return nullptr;
+}
+
+// What answers for a component that the card does not simulate.
+constexpr component_model no_model = {
+    .component = NPRM_COMPONENT_COUNT,
+    .operations = {},
+    .head_records = 0,
+    .malformed = NPRM_ERROR_PARAM,
+    .unknown_operation = NPRM_ERROR_UNSUPPORTED,
+    .reset = keep_nothing,
+    .describe = describe_nothing,
+};
+
+const component_model *model_of(uint32_t component) {
+    const auto *found = std::ranges::find_if(models, [&](const auto *model) { return model->component == component; });
+    return found == std::end(models) ? &no_model : *found;
+}
+
+std::vector<component_row> make_rows() {
+#define COMPONENT_ROW(number, name, opcode, record_bytes) {number, #name, opcode, record_bytes, nullptr},
+    std::vector<component_row> rows = {NPRM_COMPONENT_LIST(COMPONENT_ROW)};
+#undef COMPONENT_ROW
+    std::erase_if(rows, [](const component_row &row) { return row.record_bytes == 0; });
+    for (component_row &row : rows)
+        row.model = model_of(row.number);
+    return rows;
+}
+
+template <class predicate>
+const component_row *find_row(predicate fits) {
+    const auto rows = served_components();
+    const auto found = std::ranges::find_if(rows, fits);
+    return found == rows.end() ? nullptr : &*found;
+}
+
+}  // namespace
+
+std::span<const component_row> served_components() {
+    static const std::vector<component_row> rows = make_rows();
+    return rows;
+}
+
+const component_row *find_component(uint32_t number) {
+    return find_row([&](const component_row &row) { return row.number == number; });
+}
+
+const component_row *find_component(std::string_view name) {
+    return find_row([&](const component_row &row) {
+        return std::string_view(row.name).size() == name.size() && strncasecmp(row.name, name.data(), name.size()) == 0;
+    });
+}
+
+const component_row *find_component_of_opcode(uint32_t opcode) {
+    return find_row([&](const component_row &row) { return row.opcode == opcode; });
+}
+
+bool has_model(const component_row &component) {
+    return component.model != &no_model;
+}

@@ -1,0 +1,28 @@
+// The status word in shared segment 0, which tells clients whether the server accepts calls.
+#ifndef SIMCARD_SEGMENTS_H
+#define SIMCARD_SEGMENTS_H
+
+#include <cstdint>
+
+class status_segment {
+  public:
+    // Takes the segment that is there, so that attached clients see the new server's life, or makes it.
+    // Throws std::runtime_error with a text that says what to do: a segment of another size, no permission.
+    status_segment();
+    ~status_segment();  // clears the word and detaches
+    status_segment(const status_segment &) = delete;
+    status_segment &operator=(const status_segment &) = delete;
+
+    void publish(bool ready);
+    bool is_ready() const;
+    // Whether somebody removed the segment since: clients that start now do not find it.
+    bool was_removed() const;
+    // Marks the segment for removal.
+    void remove();
+
+  private:
+    int id_;
+    uint32_t *status_;
+};
+
+#endif

@@ -1,0 +1,103 @@
+// The card as a process.
+
+#include "server.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "control.h"
+
+namespace {
+
+constexpr size_t delayed_replies_max = 1024;  // 64 MiB at most; what is above is lost
+
+std::vector<std::byte> datagram_of(const delivery &message) {
+    std::vector<std::byte> datagram(sizeof message.header + message.payload.size());
+    std::memcpy(datagram.data(), &message.header, sizeof message.header);
+    if (!message.payload.empty())
+        std::memcpy(datagram.data() + sizeof message.header, message.payload.data(), message.payload.size());
+    return datagram;
+}
+
+}  // namespace
+
+card_server::card_server(const server_options &options)
+    : options_(options),
+      card_(options.card),
+      transport_([this](const ruv_request &request) { handle(request); }),
+      control_(transport_, [this](std::string_view request) { return control(request); }) {
+    card_.acknowledge_only = options.acknowledge_only;
+}
+
+card_server::~card_server() {
+    if (segment_ && options_.remove_segments) segment_->remove();
+}
+
+void card_server::listen() {
+    std::vector<uint32_t> opcodes;
+    for (const component_row &component : served_components())
+        opcodes.push_back(component.opcode);
+    transport_.listen(options_.directory, opcodes);
+    control_.listen(options_.directory);
+    segment_.emplace();
+    publish_readiness();
+}
+
+void card_server::run(int stop_signals) {
+    bool is_stopped = false;
+    transport_.watch(stop_signals, [&] { is_stopped = true; });
+    while (!is_stopped) {
+        transport_.dispatch(timers_.wait_ms());
+        timers_.run_due();
+    }
+    transport_.unwatch(stop_signals);
+}
+
+void card_server::handle(const ruv_request &request) {
+    const component_row &component = *find_component_of_opcode(request.opcode);
+    if (card_.faults.hits(component.number)) return deliver_with_faults(component, request);
+    const dispatcher::answer answer = card_.serve(component, request.payload);
+    transport_.reply(request.peer, request.token, answer.message);
+    if (options_.verbose) trace(component, request.payload.size(), answer);
+}
+
+void card_server::deliver_with_faults(const component_row &component, const ruv_request &request) {
+    delivery message(component.number, request.token);
+    card_.faults.before_serving(message);
+    // The status word stays as it is: to its clients the server is dead, not gone.
+    if (message.exit_status) std::_Exit(*message.exit_status);
+    if (!message.is_lost) {
+        const dispatcher::answer answer = card_.serve(component, request.payload, message.refuse_with);
+        message.take(answer.message);
+        if (options_.verbose) trace(component, request.payload.size(), answer);
+    }
+    card_.faults.on_reply(message);
+    publish_readiness();
+    if (message.is_lost) return;
+    if (message.delay.count() == 0) return send(message, request.peer);
+    if (timers_.size() >= delayed_replies_max) return;
+    timers_.after(message.delay, [this, message, peer = request.peer] { send(message, peer); });
+}
+
+void card_server::send(const delivery &message, uint64_t peer) {
+    const std::vector<std::byte> datagram = datagram_of(message);
+    for (uint32_t copy = 0; copy < message.copies; ++copy)
+        if (!transport_.send_raw(peer, datagram)) return;
+}
+
+void card_server::trace(const component_row &component, size_t request_bytes, const dispatcher::answer &answer) const {
+    std::fprintf(stderr, "nprm-simcard: %s %u (%s), %zu bytes: result %u, %zu bytes\n", component.name, answer.operation,
+                 answer.name, request_bytes, answer.result, answer.message.size());
+}
+
+std::string card_server::control(std::string_view request) {
+    const server_view view = {options_.directory, segment_->is_ready(), segment_->was_removed(), transport_.count()};
+    std::string answer = answer_control(card_, view, request);
+    publish_readiness();
+    return answer;
+}
+
+void card_server::publish_readiness() {
+    segment_->publish(!card_.faults.hides_ready());
+}

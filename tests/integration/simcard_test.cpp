@@ -1,0 +1,261 @@
+// The real card: it starts, serves raw frames, keeps its shared word, stops.
+
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include <sys/resource.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+
+#include "card_client.h"
+#include "tests/support/card_process.h"
+#include "tests/support/scratch.h"
+
+namespace {
+
+constexpr key_t status_key = 0x50524D00;
+
+class Simcard : public testing::Test {
+  protected:
+    void SetUp() override { use_private_ipc(); }
+    void TearDown() override { shmctl(shmget(status_key, 0, 0), IPC_RMID, nullptr); }
+
+    scratch_directory directory;
+};
+
+// The word that clients look at; 0xFFFFFFFF when there is no segment.
+uint32_t status_word() {
+    auto *address = static_cast<const volatile uint32_t *>(shmat(shmget(status_key, 16, 0666), nullptr, SHM_RDONLY));
+    if (address == reinterpret_cast<void *>(-1)) return 0xFFFFFFFF;
+    const uint32_t word = *address;
+    shmdt(const_cast<uint32_t *>(address));
+    return word;
+}
+
+bool exists(const std::string &path) {
+    struct stat found;
+    return lstat(path.c_str(), &found) == 0;
+}
+
+TEST_F(Simcard, SaysThatItListensAndAnswersRawFrames) {
+    card_process card(directory.path());
+    ASSERT_TRUE(card.is_listening()) << card.output();
+    EXPECT_EQ(card.output(), "nprm-simcard: listening in " + directory.path() + ", pid " + std::to_string(card.pid()) + "\n");
+    EXPECT_EQ(status_word(), 1U);
+
+    const card_client client(directory.path(), "190491");
+    const frame created = client.ask(0x51, tcam_head(0, 1000));
+    ASSERT_EQ(created.size(), 126U);
+    EXPECT_BYTES(created, 0, "52 55 56 31  51 00 00 00  6e 00 00 00  01 00 00 00");
+    EXPECT_BYTES(created, 16, "00 00 00 00  02 00 00 00  00 00 00 00");
+    const frame space = client.ask(0x52, tcam_head(2));
+    EXPECT_BYTES(space, 4, "52 00 00 00");
+    EXPECT_EQ(get32(space, 16 + 60), 64536U);
+    EXPECT_EQ(card.stop(), 0) << card.output();
+}
+
+TEST_F(Simcard, AnswersEveryComponentWithoutModelWithUnsupported) {
+    card_process card(directory.path());
+    const struct {
+        const char *opcode;
+        size_t record_bytes;
+    } components[] = {{"190484", 38},  {"190485", 268},  {"190486", 80}, {"190487", 35},
+                      {"190489", 788}, {"190490", 9612}, {"190493", 40}, {"190502", 296}};
+    for (const auto &component : components) {
+        frame message(8 + 2 * component.record_bytes, 0);
+        put32(message, 4, 2);
+        const frame reply = card_client(directory.path(), component.opcode).ask(1, message);
+        ASSERT_EQ(reply.size(), 16 + message.size()) << component.opcode;
+        EXPECT_EQ(get32(reply, 16 + 8), 2U);
+        EXPECT_EQ(get32(reply, 16 + 8 + component.record_bytes), 2U);
+    }
+    EXPECT_FALSE(card_client(directory.path(), "190488").is_connected());
+    EXPECT_FALSE(card_client(directory.path(), "190492").is_connected());
+    EXPECT_EQ(card.stop(), 0) << card.output();
+}
+
+TEST_F(Simcard, AnswersMalformedRequestsAndGoesOn) {
+    card_process card(directory.path());
+    const card_client client(directory.path(), "190491");
+    for (size_t bytes = 0; bytes < 110; ++bytes) {
+        frame message = tcam_head(2);
+        message.resize(bytes);
+        const frame reply = client.ask(static_cast<uint32_t>(bytes), message);
+        ASSERT_EQ(reply.size(), 126U) << bytes;
+        EXPECT_EQ(get32(reply, 4), bytes);
+        EXPECT_EQ(get32(reply, 16 + 8), 17U);
+    }
+    EXPECT_EQ(get32(client.ask(1, tcam_head(2)), 16 + 8), 0U);
+    EXPECT_EQ(card.stop(), 0) << card.output();
+}
+
+TEST_F(Simcard, ClearsTheStatusWordAndRemovesItsSocketsOnSigtermAndSigint) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        card_process card(directory.path());
+        EXPECT_EQ(status_word(), 1U);
+        EXPECT_TRUE(exists(directory / "control"));
+        EXPECT_EQ(card.stop(signal), 0) << card.output();
+        EXPECT_EQ(status_word(), 0U);
+        EXPECT_FALSE(exists(directory / "control"));
+        EXPECT_FALSE(exists(directory / "190491"));
+    }
+}
+
+TEST_F(Simcard, UsesItsSegmentAgainAfterARestart) {
+    { card_process first(directory.path()); }  // killed: the word stays
+    EXPECT_EQ(status_word(), 1U);
+    const int id = shmget(status_key, 16, 0666);
+    card_process second(directory.path());
+    ASSERT_TRUE(second.is_listening()) << second.output();
+    EXPECT_EQ(shmget(status_key, 16, 0666), id);
+    EXPECT_EQ(second.control({{"command", "status"}})["ready"], true);
+    EXPECT_EQ(second.stop(), 0);
+    EXPECT_EQ(shmget(status_key, 16, 0666), id);
+    EXPECT_EQ(status_word(), 0U);
+}
+
+TEST_F(Simcard, RemovesTheSegmentWhenAsked) {
+    card_process card(directory.path(), {"--remove-segments"});
+    EXPECT_EQ(status_word(), 1U);
+    EXPECT_EQ(card.stop(), 0);
+    EXPECT_EQ(shmget(status_key, 0, 0), -1);
+}
+
+TEST_F(Simcard, RefusesASegmentOfAnotherSizeAndLeavesNothing) {
+    ASSERT_GE(shmget(status_key, 32, IPC_CREAT | 0666), 0);
+    card_process card(directory.path());
+    EXPECT_FALSE(card.is_listening());
+    EXPECT_EQ(card.wait_for_end(), 1);
+    EXPECT_NE(card.output().find("ipcrm -M 0x50524d00"), std::string::npos) << card.output();
+    EXPECT_FALSE(exists(directory / "control"));
+    EXPECT_FALSE(exists(directory / "190491"));
+}
+
+TEST_F(Simcard, RefusesADirectoryThatAnotherOneServesAndNamesIt) {
+    card_process first(directory.path());
+    ASSERT_TRUE(first.is_listening());
+    card_process second(directory.path());
+    EXPECT_FALSE(second.is_listening());
+    EXPECT_EQ(second.wait_for_end(), 1);
+    EXPECT_NE(second.output().find(std::to_string(first.pid())), std::string::npos) << second.output();
+    EXPECT_EQ(status_word(), 1U);
+    EXPECT_EQ(get32(card_client(directory.path(), "190491").ask(1, tcam_head(2)), 16 + 60), 65536U);
+    EXPECT_EQ(first.stop(), 0);
+}
+
+TEST_F(Simcard, LeavesAloneWhatIsNotASocketAtItsControlPath) {
+    std::ofstream(directory / "control") << "mine";
+    card_process card(directory.path());
+    EXPECT_FALSE(card.is_listening());
+    EXPECT_EQ(card.wait_for_end(), 1);
+    EXPECT_NE(card.output().find("/control: Address already in use; something that is no socket"), std::string::npos)
+        << card.output();
+    EXPECT_EQ(content_of(directory / "control"), "mine");
+}
+
+TEST_F(Simcard, HasAControlSocketForItsUserOnly) {
+    const mode_t mask = umask(0);
+    card_process card(directory.path());
+    umask(mask);
+    struct stat found;
+    ASSERT_EQ(lstat((directory / "control").c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 0777, 0700U);
+    EXPECT_EQ(card.stop(), 0);
+}
+
+TEST_F(Simcard, CountsWhatItServed) {
+    card_process card(directory.path());
+    const card_client client(directory.path(), "190491");
+    client.ask(1, tcam_head(0, 10));
+    client.ask(2, tcam_head(0, 0));
+    const auto status = card.control({{"command", "status"}});
+    EXPECT_EQ(status["pid"], card.pid());
+    EXPECT_EQ(status["directory"], directory.path());
+    EXPECT_EQ(status["connections"], 1);
+    EXPECT_EQ(status["requests"], 2);
+    EXPECT_EQ(status["replies"], 2);
+    EXPECT_EQ(status["components"][6]["requests"], 2);
+    EXPECT_EQ(status["components"][6]["refused"], 1);
+    EXPECT_EQ(status["models"]["TCAM"]["lists"].size(), 1U);
+    EXPECT_EQ(card.control({{"command", "reset"}})["ok"], true);
+    EXPECT_EQ(card.control({{"command", "status"}})["models"]["TCAM"]["lists"].size(), 0U);
+}
+
+TEST_F(Simcard, TellsThatItsSegmentWasRemoved) {
+    card_process card(directory.path());
+    EXPECT_EQ(card.control({{"command", "status"}})["segment_removed"], false);
+    shmctl(shmget(status_key, 0, 0), IPC_RMID, nullptr);
+    EXPECT_EQ(card.control({{"command", "status"}})["segment_removed"], true);
+}
+
+TEST_F(Simcard, TakesItsOptions) {
+    card_process card(directory.path(), {"--tcam-entries", "77", "--acknowledge-only", "--verbose"});
+    const card_client client(directory.path(), "190491");
+    EXPECT_EQ(get32(client.ask(1, tcam_head(2)), 16 + 60), 0U);
+    EXPECT_EQ(card.control({{"command", "acknowledge-only"}, {"on", false}})["ok"], true);
+    EXPECT_EQ(get32(client.ask(2, tcam_head(2)), 16 + 60), 77U);
+    EXPECT_EQ(card.stop(), 0);
+    EXPECT_NE(card.output().find("nprm-simcard: TCAM 2 (space), 110 bytes: result 0, 110 bytes\n"), std::string::npos)
+        << card.output();
+}
+
+TEST_F(Simcard, SaysNothingWhenQuiet) {
+    card_process card(directory.path(), {"--quiet"});
+    ASSERT_TRUE(card.is_listening());
+    EXPECT_EQ(card.output(), "");
+}
+
+TEST_F(Simcard, RefusesWrongOptionsWithStatus2) {
+    const std::vector<std::vector<std::string>> wrong = {
+        {"--tcam-entries", "0"}, {"--tcam-entries", "1048577"}, {"--ready-fd", "999"}, {"--ready-fd", "x"}, {"--fly"},
+        {"--quiet", "--verbose"}};
+    for (const auto &options : wrong) {
+        card_process card(directory.path(), options);
+        EXPECT_FALSE(card.is_listening());
+        EXPECT_EQ(card.wait_for_end(), 2) << options[0] << ": " << card.output();
+    }
+}
+
+std::set<unsigned long> open_descriptors(pid_t pid) {
+    std::set<unsigned long> numbers;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd"))
+        numbers.insert(std::stoul(entry.path().filename()));
+    return numbers;
+}
+
+TEST_F(Simcard, TurnsControlClientsAwayWhenItIsOutOfDescriptors) {
+    card_process card(directory.path());
+    // Clients take the numbers that are free between those in use, so that a limit leaves none.
+    std::deque<card_client> clients;
+    while (*open_descriptors(card.pid()).rbegin() >= open_descriptors(card.pid()).size())
+        clients.emplace_back(directory.path(), "190491").ask(1, tcam_head(2));
+    const rlimit none_left = {open_descriptors(card.pid()).size(), 1024}, enough = {1024, 1024};
+    ASSERT_EQ(prlimit(card.pid(), RLIMIT_NOFILE, &none_left, nullptr), 0);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(card_client(directory.path(), "control").receive().empty());
+    ASSERT_EQ(prlimit(card.pid(), RLIMIT_NOFILE, &enough, nullptr), 0);
+    EXPECT_EQ(card.control({{"command", "status"}})["ok"], true);
+    EXPECT_EQ(card.stop(), 0);
+}
+
+TEST_F(Simcard, KeepsNothingOfManyControlConnections) {
+    card_process card(directory.path());
+    for (int i = 0; i < 200; ++i)
+        ASSERT_EQ(card.control({{"command", "status"}})["ok"], true);
+    EXPECT_LT(open_descriptors(card.pid()).size(), 30U);
+}
+
+TEST_F(Simcard, ServesAClientWhileAnotherDoesNotReadItsReplies) {
+    card_process card(directory.path());
+    const card_client deaf(directory.path(), "190490");
+    frame statistics(8 + 6 * 9612, 0);
+    put32(statistics, 4, 6);
+    for (uint32_t i = 0; i < 100 && deaf.send(request_frame(i, statistics)); ++i)
+        continue;
+    EXPECT_EQ(get32(card_client(directory.path(), "190491").ask(1, tcam_head(2)), 16 + 60), 65536U);
+    EXPECT_EQ(card.stop(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,61 @@
+// The commands, a row each.
+
+#include "command.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr command rows[] = {
+    {"status", show_status, "", "is the server ready, and how much room is left"},
+    {"error", explain_error, "CODE", "name and explain a result code, given by number or name"},
+    {"tcam create", tcam_create, "SIZE", "make a list of SIZE entries"},
+    {"tcam delete", tcam_delete, "LIST", "delete a list with its entries"},
+    {"tcam space", tcam_space, "", "tell how many entries are free"},
+    {"tcam load", tcam_load, "LIST|new FILE", "put the rules of FILE into a list, in place of what it holds"},
+    {"tcam show", tcam_show, "LIST [--from POSITION] [--count COUNT] [--policy]", "show a list's entries as rules"},
+    {"tcam compare", tcam_compare, "LIST FILE", "read a list back and compare it with the rules of FILE"},
+    {"tcam lookup", tcam_lookup, "LIST KEY... [--rules FILE] [--policy]", "which rule of a list decides about a packet"},
+    {"tcam write", tcam_write, "LIST POSITION FILE [--policy] [--scatter]", "write the entries of FILE over those at POSITION"},
+    {"tcam insert", tcam_insert, "LIST POSITION FILE [--policy]", "insert the entries of FILE at POSITION; those behind shift"},
+    {"tcam read", tcam_read, "LIST POSITION COUNT [--policy]", "read entries, field by field"},
+    {"tcam remove", tcam_remove, "LIST POSITION COUNT", "remove entries; those behind close up"},
+    {"card status", card_status, "", "tell how the simulated card is"},
+    {"card fault", card_fault, "KIND [--count COUNT] [--component NAME] [--value VALUE] [--seed SEED]",
+     "make the simulated card misbehave; none ends it"},
+    {"card reset", card_reset, "", "put the simulated card back to its state at start"},
+    {"completion", print_completion, "bash", "print the completion for a shell"},
+    {"help", print_help, "[COMMAND...]", "show all commands, or one in full"},
+};
+
+}  // namespace
+
+constexpr std::span<const command> commands = rows;
+
+const command *find_command(const std::string &first, const std::string &second) {
+    const std::string both = first + " " + second;
+    for (const command &row : commands)
+        if (both == row.name || first == row.name) return &row;
+    return nullptr;
+}
+
+std::string overview() {
+    size_t width = 0;
+    for (const command &row : commands)
+        width = std::max(width, std::strlen(row.name));
+    std::string text;
+    for (const command &row : commands) {
+        std::string name = row.name;
+        name.resize(width, ' ');
+        text += "  " + name + "  " + row.summary + "\n";
+    }
+    return text;
+}
+
+std::string nearest_commands(const std::string &first) {
+    std::string names;
+    for (const command &row : commands)
+        if (std::string(row.name).starts_with(first + " "))
+            names += (names.empty() ? "" : "|") + std::string(row.name).substr(first.size() + 1);
+    return names.empty() ? "nprmctl help" : "nprmctl " + first + " " + names;
+}

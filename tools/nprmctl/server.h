@@ -1,0 +1,33 @@
+// The client library as commands use it: registered, quiet, and with no failure hidden.
+//
+// The TCAM operations count a failed transport as success; what really happened is in the library's log.  Every call of the library
+// is therefore made through ask(), which catches the log: a call that returns NPRM_OK and logs a failure has failed.
+#ifndef NPRMCTL_SERVER_H
+#define NPRMCTL_SERVER_H
+
+#include "failure.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+class invocation;
+
+struct answer {
+    uint32_t code;      // NPRM_OK only when nothing failed
+    bool is_uncertain;  // the request may have been carried out although the code says otherwise
+    std::string words;  // the failures that the library logged; empty when there were none
+};
+
+// Registers this process with the server; throws a failure that says why the server cannot be asked.
+void connect_to_server(const invocation &call);
+
+answer ask(const std::function<uint32_t()> &call);
+
+// The failure that an answer other than NPRM_OK stands for; what: what was not done.
+failure failure_of(const std::string &what, const answer &given);
+
+// As ask(), and throws failure_of() unless the answer is NPRM_OK.
+void demand(const std::string &what, const std::function<uint32_t()> &call);
+
+#endif
