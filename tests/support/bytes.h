@@ -42,12 +42,14 @@ inline std::string hex_of(std::span<const uint8_t> bytes) {
 inline void expect_bytes(const char *file, int line, std::span<const uint8_t> message, size_t offset, const char *hex) {
     const std::vector<uint8_t> expected = bytes_of(hex);
     if (offset + expected.size() > message.size()) {
-        ADD_FAILURE_AT(file, line) << "the message has " << message.size() << " bytes, " << offset + expected.size() << " are needed";
+        ADD_FAILURE_AT(file, line) << "the message has " << message.size() << " bytes, " << offset + expected.size()
+                                   << " are needed";
         return;
     }
     const std::string found = hex_of(message.subspan(offset, expected.size()));
     if (found != hex_of(expected))
-        ADD_FAILURE_AT(file, line) << "bytes from offset " << offset << ":\n     are: " << found << "\nexpected: " << hex_of(expected);
+        ADD_FAILURE_AT(file, line) << "bytes from offset " << offset << ":\n     are: " << found
+                                   << "\nexpected: " << hex_of(expected);
 }
 
 #define EXPECT_BYTES(message, offset, hex) expect_bytes(__FILE__, __LINE__, message, offset, hex)
