@@ -158,7 +158,7 @@ struct ruv_server::state {
         if ((tag & kind_mask) == of_connection) {
             if (connection *link = find(which)) receive_from(*link, events);
         } else if ((tag & kind_mask) == of_listener) {
-            if (which < listeners.size()) accept_from(listeners[which]);
+            if (which < listeners.size()) accept_from(listeners[static_cast<size_t>(which)]);
         } else if (const auto found = watched.find(static_cast<int>(which)); found != watched.end()) {
             const std::function<void()> ready = found->second;  // it may unwatch itself
             ready();
