@@ -5,7 +5,8 @@
  * (3) Buffers are the caller's.  The few that the library makes say who releases them, and how.
  * (4) Text is zero-terminated.  Records are packed, fields in the host's byte order.
  * (5) One exchange with the server at a time in a process: callers take turns.  What may be called from several threads says so.
- * (6) Operations block until the reply is there, at most 75 receive times of the transport; nothing here starts a thread.
+ * (6) Operations block until the reply is there, at most 75 receive times of the transport; only nprm_init_periodic() starts
+ *     threads.
  * (7) Nothing throws, and no host needs a C++ runtime.  The library takes no heap memory to make a request.
  * (8) Failures are logged once, where they arise, through nprm_syslog(); nprm_syslog_flag chooses what is logged.
  *
@@ -22,5 +23,13 @@
 
 /* What can be configured. */
 #include "config/nprm_tcam.h"
+
+/* Utilities. */
+#include "../util/nprm_clock.h"
+#include "../util/nprm_entry.h"
+#include "../util/nprm_format.h"
+#include "../util/nprm_fsm.h"
+#include "../util/nprm_hash.h"
+#include "../util/nprm_periodic.h"
 
 #endif

@@ -74,7 +74,7 @@ pid_t start(Serve serve) {
     _exit(0);
 }
 
-void pin(pid_t process, int processor) {
+void pin(pid_t process, size_t processor) {
     cpu_set_t set;
     CPU_ZERO(&set);
     CPU_SET(processor, &set);
@@ -136,7 +136,7 @@ void exchange_servers::exchange_bare(const void *request, size_t request_bytes) 
 }
 
 void exchange_servers::share_one_processor(bool share) {
-    const int other = share ? 0 : static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)) - 1;
+    const size_t other = share ? 0 : static_cast<size_t>(sysconf(_SC_NPROCESSORS_ONLN)) - 1;
     pin(0, 0);
     pin(framed_, other);
     pin(bare_, other);

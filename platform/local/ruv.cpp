@@ -53,16 +53,16 @@ struct endpoint {
     std::atomic<uint32_t> state;  // the handle (generation and index), with busy; 0: never bound
     uint32_t sequence;            // the last token
     uint32_t round;               // how often the sequence began again
-    uint32_t held_token;          // of the reply that lies in room
-    bool held;
-    uint32_t last;  // the connection that was sent on last
-    uint32_t next;  // the connection that is given up when a new one needs its place
-    connection connections[connection_count];
+    uint32_t held_token;          // of the reply that lies in room, when held
+    uint32_t last;                // the connection that was sent on last
+    uint32_t next;                // the connection that is given up when a new one needs its place
     ruv_room *room;
+    connection connections[connection_count];
     int wait_ms;
     int directory_error;
     char directory[sizeof(sockaddr_un::sun_path)];
     char name[32];
+    bool held;
 };
 
 endpoint endpoints[endpoint_count];

@@ -52,7 +52,7 @@ void ny_syslog(int priority, unsigned module_id, int, unsigned message_number, c
 
     size_t length = begin + (wanted < 0 ? 0 : strlen(text + begin));
     if (wanted >= 0 && static_cast<size_t>(wanted) >= room - begin)
-        memcpy(text + length - strlen(cut_mark), cut_mark, strlen(cut_mark));
+        memcpy(text + length + 1 - sizeof cut_mark, cut_mark, sizeof cut_mark);
     length = make_one_line(text, length);
 
     const char *where = getenv("NY_SYSLOG");

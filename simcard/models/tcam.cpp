@@ -204,8 +204,8 @@ uint32_t insert_entries(const model_request &from, model_reply &) {
     if (at < list.entries.size()) {
         // The whole operation must fit from its first message on, or it would end half applied.
         if (list.entries.size() + request.remaining() > list.size) return NPRM_ERROR_TCAM_RESOURCE_EXHAUSTED;
-        list.entries.insert(list.entries.begin() + at, request.count(), nprm_tcam_entry{});
-        list.written.insert(list.written.begin() + at, request.count(), 0);
+        list.entries.insert(list.entries.begin() + static_cast<ptrdiff_t>(at), request.count(), nprm_tcam_entry{});
+        list.written.insert(list.written.begin() + static_cast<ptrdiff_t>(at), request.count(), 0);
     }
     store(request, at);
     return NPRM_OK;
@@ -220,11 +220,10 @@ uint32_t delete_entries(const model_request &from, model_reply &) {
     vmr_list &list = request.list();
     if (request.position >= list.entries.size()) return NPRM_ERROR_TCAM_ITEM_NOT_FOUND;
 
-    const auto count = std::min<size_t>(request.nr_entry, list.entries.size() - request.position);
-    list.entries.erase(list.entries.begin() + request.position,
-                       list.entries.begin() + request.position + static_cast<ptrdiff_t>(count));
-    list.written.erase(list.written.begin() + request.position,
-                       list.written.begin() + request.position + static_cast<ptrdiff_t>(count));
+    const ptrdiff_t first = request.position;
+    const auto end = static_cast<ptrdiff_t>(std::min<size_t>(request.position + size_t{request.nr_entry}, list.entries.size()));
+    list.entries.erase(list.entries.begin() + first, list.entries.begin() + end);
+    list.written.erase(list.written.begin() + first, list.written.begin() + end);
     while (!list.written.empty() && list.written.back() == 0)
         list.written.pop_back();
     list.entries.resize(list.written.size());

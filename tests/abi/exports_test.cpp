@@ -100,8 +100,9 @@ TEST(Library, NeedsLibcAndThePlatformAndNothingOfACxxRuntime) {
 
 TEST(Library, UsesNoNameOfACxxRuntime) {
     if (NPRM_SANITIZED) GTEST_SKIP() << "instrumented libraries need their runtime";
+    // __cxa_finalize is libc's, called by every shared library's own end.
     for (const std::string &name : all_matches(output_of("nm -D --undefined-only --format=posix " NPRM_LIBRARY), "(?:^|\n)([^ ]+) "))
-        EXPECT_TRUE(name.rfind("_Z", 0) != 0 && name.rfind("__cxa_", 0) != 0 && name.rfind("__gxx", 0) != 0) << name;
+        EXPECT_TRUE(name.rfind("__cxa_finalize", 0) == 0 || (name.rfind("_Z", 0) != 0 && name.rfind("__cxa_", 0) != 0 && name.rfind("__gxx", 0) != 0)) << name;
 }
 
 TEST(Library, RunsNoCodeWhenItIsLoaded) {

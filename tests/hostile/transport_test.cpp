@@ -22,10 +22,10 @@ std::optional<uint32_t> first_token;  // of the endpoints bound from now on, les
 }  // namespace
 
 // Takes libc's place for the library under test, so that a sequence of tokens can begin near its end.
-extern "C" ssize_t getrandom(void *buffer, size_t size, unsigned flags) {
-    if (!first_token || size != sizeof *first_token) return syscall(SYS_getrandom, buffer, size, flags);
-    std::memcpy(buffer, &*first_token, size);
-    return static_cast<ssize_t>(size);
+extern "C" ssize_t getrandom(void *buffer, size_t length, unsigned flags) {
+    if (!first_token || length != sizeof *first_token) return syscall(SYS_getrandom, buffer, length, flags);
+    std::memcpy(buffer, &*first_token, length);
+    return static_cast<ssize_t>(length);
 }
 
 namespace {

@@ -198,9 +198,7 @@ TEST_F(HostileTiming, APeerThatStopsReadingBoundsTheSend) {
 TEST_F(HostileTiming, AServerThatDoesNotAcceptBoundsTheConnecting) {
     wait_at_most("100");
     const int listening = listen_on(scratch.path(), tcam, 1);
-    std::vector<int> waiting;
-    for (int i = 0; i < 2; ++i)
-        waiting.push_back(connect_raw(scratch.path(), tcam));
+    const int waiting[2] = {connect_raw(scratch.path(), tcam), connect_raw(scratch.path(), tcam)};
     ruv_client client;
     const signal_storm storm(SA_RESTART);
     const double took_ms = timed_ms([&] { EXPECT_EQ(client.send(tcam, {1}), -ETIMEDOUT); });

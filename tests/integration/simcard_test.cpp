@@ -1,7 +1,9 @@
 // The real card: it starts, serves raw frames, keeps its shared word, stops.
 
+#include <deque>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include <sys/resource.h>
 #include <sys/shm.h>
@@ -216,12 +218,20 @@ TEST_F(Simcard, RefusesWrongOptionsWithStatus2) {
     }
 }
 
+std::set<unsigned long> open_descriptors(pid_t pid) {
+    std::set<unsigned long> numbers;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd"))
+        numbers.insert(std::stoul(entry.path().filename()));
+    return numbers;
+}
+
 TEST_F(Simcard, TurnsControlClientsAwayWhenItIsOutOfDescriptors) {
     card_process card(directory.path());
-    rlim_t open_now = 0;
-    for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator("/proc/" + std::to_string(card.pid()) + "/fd"))
-        ++open_now;
-    const rlimit none_left = {open_now, 1024}, enough = {1024, 1024};
+    // Clients take the numbers that are free between those in use, so that a limit leaves none.
+    std::deque<card_client> clients;
+    while (*open_descriptors(card.pid()).rbegin() >= open_descriptors(card.pid()).size())
+        clients.emplace_back(directory.path(), "190491").ask(1, tcam_head(2));
+    const rlimit none_left = {open_descriptors(card.pid()).size(), 1024}, enough = {1024, 1024};
     ASSERT_EQ(prlimit(card.pid(), RLIMIT_NOFILE, &none_left, nullptr), 0);
     for (int i = 0; i < 3; ++i)
         EXPECT_TRUE(card_client(directory.path(), "control").receive().empty());
@@ -234,10 +244,7 @@ TEST_F(Simcard, KeepsNothingOfManyControlConnections) {
     card_process card(directory.path());
     for (int i = 0; i < 200; ++i)
         ASSERT_EQ(card.control({{"command", "status"}})["ok"], true);
-    size_t open_now = 0;
-    for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator("/proc/" + std::to_string(card.pid()) + "/fd"))
-        ++open_now;
-    EXPECT_LT(open_now, 30U);
+    EXPECT_LT(open_descriptors(card.pid()).size(), 30U);
 }
 
 TEST_F(Simcard, ServesAClientWhileAnotherDoesNotReadItsReplies) {

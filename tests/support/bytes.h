@@ -20,7 +20,8 @@ inline std::vector<uint8_t> bytes_of(const char *hex) {
             continue;
         }
         char *end = nullptr;
-        bytes.push_back(static_cast<uint8_t>(std::strtoul(std::string(at, 2).c_str(), &end, 16)));
+        const std::string two(at, 2);
+        bytes.push_back(static_cast<uint8_t>(std::strtoul(two.c_str(), &end, 16)));
         if (*end != '\0') ADD_FAILURE() << "not two hexadecimal digits: " << at;
         at += at[1] == '\0' ? 1 : 2;
     }

@@ -64,9 +64,9 @@ TEST(NySyslog, TakesArgumentsAsText) {
 }
 
 TEST(NySyslog, WritesOneLine) {
-    EXPECT_EQ(on_standard_error("text\r\n\n"), "module 127, message 1: text\n");
-    EXPECT_EQ(on_standard_error("one\ntwo\x1b[2J\tthree\x7f."), "module 127, message 1: one two [2J three .\n");
-    EXPECT_EQ(on_standard_error("\xc3\xa9"), "module 127, message 1: \xc3\xa9\n");
+    EXPECT_EQ(on_standard_error("%s", "text\r\n\n"), "module 127, message 1: text\n");
+    EXPECT_EQ(on_standard_error("%s", "one\ntwo\x1b[2J\tthree\x7f."), "module 127, message 1: one two [2J three .\n");
+    EXPECT_EQ(on_standard_error("%s", "\xc3\xa9"), "module 127, message 1: \xc3\xa9\n");
 }
 
 TEST(NySyslog, MarksWhatWasCut) {
