@@ -37,9 +37,9 @@ inline int connect_raw(const std::string &directory, uint32_t opcode) {
 // One message, the header's words as the test says.
 inline byte_list message_of(uint32_t magic, uint32_t token, uint32_t size, uint32_t flags, const byte_list &payload = {}) {
     const uint32_t words[4] = {magic, token, size, flags};
-    byte_list message(sizeof words);
+    byte_list message(sizeof words + payload.size());
     std::memcpy(message.data(), words, sizeof words);
-    message.insert(message.end(), payload.begin(), payload.end());
+    if (!payload.empty()) std::memcpy(message.data() + sizeof words, payload.data(), payload.size());
     return message;
 }
 
