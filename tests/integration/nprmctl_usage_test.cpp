@@ -1,0 +1,175 @@
+// nprmctl without a card: help, completion and the man page against the rows of commands, and wrong usage.
+
+#include "run_nprmctl.h"
+
+#include <fstream>
+#include <regex>
+#include <set>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/scratch.h"
+
+namespace {
+
+using testing::HasSubstr;
+using strings = std::vector<std::string>;
+
+nlohmann::json rows() {
+    return run_nprmctl({"help", "--json"}).json().at("commands");
+}
+
+strings words_of(const std::string &text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+std::set<std::string> options_in(const std::string &text) {
+    const std::regex form("--[a-z]+");
+    return {std::sregex_token_iterator(text.begin(), text.end(), form), {}};
+}
+
+TEST(NprmctlHelp, IsTheKnownText) {
+    const nprmctl_run run = run_nprmctl({"help"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output, content_of(NPRM_SOURCE_DIR "/tests/golden/nprmctl/help.txt"));
+    EXPECT_EQ(run_nprmctl({"--help"}).output, run.output);
+}
+
+TEST(NprmctlHelp, ShowsEachCommandWithTheOptionsOfItsRow) {
+    ASSERT_GE(rows().size(), 18U);
+    for (const auto &row : rows()) {
+        const std::string name = row.at("name"), arguments = row.at("arguments");
+        strings command = {"help"};
+        for (const std::string &word : words_of(name))
+            command.push_back(word);
+        const nprmctl_run help = run_nprmctl(command);
+        EXPECT_EQ(help.status, 0) << name;
+        EXPECT_EQ(help.output.find("usage: nprmctl " + name + (arguments.empty() ? "" : " ") + arguments + "\n\n" +
+                                   std::string(row.at("summary")) + "\n"),
+                  0U)
+            << help.output;
+        const std::string options = help.output.substr(help.output.find("\n\n"));  // behind the usage
+        std::set<std::string> expected = options_in(arguments),
+                              found = options_in(options.substr(0, options.find("Options of every")));
+        EXPECT_EQ(found, expected) << name;
+    }
+}
+
+TEST(NprmctlCompletion, NamesEveryCommandAndOption) {
+    const std::string script = run_nprmctl({"completion", "bash"}).output;
+    for (const auto &row : rows()) {
+        const std::string name = row.at("name");
+        const strings words = words_of(name);
+        EXPECT_THAT(script, HasSubstr(words.size() == 2 ? "'" + name + "') words=\"" : "'" + name + " '*) words=\"")) << name;
+        for (const std::string &option : options_in(row.at("arguments")))
+            EXPECT_THAT(script, HasSubstr(option + " ")) << name;
+    }
+}
+
+TEST(NprmctlCompletion, CompletesInBash) {
+    const scratch_directory files;
+    const auto completed = [&files](const std::string &words, int count) {
+        std::ofstream(files / "script") << run_nprmctl({"completion", "bash"}).output << "COMP_WORDS=(" << words
+                                        << "); COMP_CWORD=" << count << "; _nprmctl; echo \"${COMPREPLY[*]}\"\n";
+        const std::string command = "bash " + (files / "script") + " >" + (files / "out");
+        EXPECT_EQ(std::system(command.c_str()), 0);
+        return content_of(files / "out");
+    };
+    EXPECT_EQ(completed("nprmctl st", 1), "status\n");
+    EXPECT_EQ(completed("nprmctl tcam re", 2), "read remove\n");
+    EXPECT_EQ(completed("nprmctl tcam show 0 --fr", 4), "--from\n");
+    EXPECT_EQ(completed("nprmctl status --j", 2), "--json\n");
+    EXPECT_EQ(completed("nprmctl tcam load new ", 4), "\n");  // left to bash: files
+}
+
+TEST(NprmctlManPage, NamesEveryCommandAndOption) {
+    const std::string page = content_of(NPRM_SOURCE_DIR "/docs/man/nprmctl.1");
+    for (const auto &row : rows()) {
+        const std::string name = row.at("name");
+        const size_t at = page.find(name == "completion" ? ".It Cm completion bash" : ".It Cm " + name);
+        ASSERT_NE(at, std::string::npos) << name;
+        const std::string heading = page.substr(at, page.find('\n', at) - at);
+        for (const std::string &option : options_in(row.at("arguments")))
+            EXPECT_THAT(heading, HasSubstr("Fl " + option.substr(1))) << name;
+    }
+}
+
+TEST(NprmctlUsage, EndsWithStatus2AndNamesTheArgument) {
+    const struct {
+        strings command;
+        const char *says;
+    } wrong[] = {
+        {{}, "no command is given"},
+        {{"--verbose"}, "no command is given"},
+        {{"foo"}, "there is no command \"foo\""},
+        {{"tcam"}, "there is no command \"tcam\""},
+        {{"tcam", "foo"}, "there is no command \"tcam foo\""},
+        {{"help", "tcam", "foo"}, "there is no command \"tcam foo\""},
+        {{"status", "more"}, "more"},
+        {{"status", "--wrong"}, "--wrong"},
+        {{"tcam", "create"}, "SIZE is required"},
+        {{"tcam", "create", "0"}, "SIZE is \"0\", it must be a number from 1 to 65535"},
+        {{"tcam", "create", "65536"}, "SIZE is \"65536\", it must be a number from 1 to 65535"},
+        {{"tcam", "create", "010x"}, "SIZE is \"010x\", it must be a number from 1 to 65535"},
+        {{"tcam", "delete", "256"}, "LIST is \"256\", it must be a number from 0 to 255"},
+        {{"tcam", "load", "old", "f"}, "LIST is \"old\", it must be a number from 0 to 255"},
+        {{"tcam", "read", "0", "65535", "1"}, "POSITION is \"65535\", it must be a number from 0 to 65534"},
+        {{"tcam", "remove", "0", "0", "0"}, "COUNT is \"0\", it must be a number from 1 to 65535"},
+        {{"tcam", "show", "0", "--count", "0"}, "--count is \"0\", it must be a number from 1 to 65535"},
+        {{"tcam", "show", "0", "--count"}, "--count"},
+        {{"tcam", "write", "0", "0", "f", "--scatter"}, "--scatter goes with --policy"},
+        {{"tcam", "lookup", "0", "tcp", "1.2.3.4"}, "KEY:1:12: a destination is missing"},
+        {{"tcam", "lookup", "0", "--policy", "11"}, "KEY:1:1: \"11\" is no key"},
+        {{"tcam", "load", "new", "/nonexistent/file"}, "/nonexistent/file cannot be read: No such file or directory"},
+        {{"tcam", "load", "new", "/"}, "/ cannot be read: Is a directory"},
+        {{"tcam", "load", "new", "-"}, "standard input holds no entries, nothing was sent"},
+        {{"error", "NPRM_NOTHING"}, "\"NPRM_NOTHING\" is no result code"},
+        {{"completion", "fish"}, "there is no completion for \"fish\""},
+        {{"card", "fault"}, "KIND is required"},
+    };
+    for (const auto &row : wrong) {
+        const nprmctl_run run = run_nprmctl(row.command);
+        EXPECT_EQ(run.status, 2) << row.says;
+        EXPECT_EQ(run.output, "") << row.says;
+        EXPECT_THAT(run.errors, HasSubstr(row.says));
+        strings command = row.command;
+        command.emplace_back("--json");
+        const nprmctl_run json = run_nprmctl(command);
+        EXPECT_EQ(json.status, 2) << row.says;
+        EXPECT_TRUE(json.json().is_object() && json.json().contains("error")) << row.says << ": " << json.output;
+        EXPECT_EQ(json.errors, "") << row.says;
+    }
+}
+
+TEST(NprmctlUsage, RefusesAListThatNoTcamListHolds) {
+    std::string rules;
+    for (int i = 0; i < 73; ++i)
+        rules += "permit tcp any range 1 65534 any range 1 65534\n";  // 900 entries each
+    const nprmctl_run run = run_nprmctl({"tcam", "load", "new", "-"}, rules);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.errors, "nprmctl: standard input expands to 65,700 entries, a list holds 65,535; nothing was sent\n");
+}
+
+TEST(NprmctlError, ExplainsEveryCodeThatHasAName) {
+    for (const char *empty : {"34", "101", "104", "106", "108", "112", "115", "170", "4294967295"}) {
+        const nprmctl_run run = run_nprmctl({"error", empty});
+        EXPECT_EQ(run.status, 1) << empty;
+        EXPECT_THAT(run.errors, HasSubstr(std::string("no result code has the number ") + empty));
+    }
+    EXPECT_EQ(run_nprmctl({"error", "NPRM_ERROR_IF_EXIST"}).output,
+              "code     120\n"
+              "name     NPRM_ERROR_IF_EXIST\n"
+              "meaning  the interface exists already\n"
+              "family   IF: interfaces, port channels, bridge groups, FIB\n");
+    EXPECT_EQ(run_nprmctl({"error", "0"}).json().is_discarded(), true);
+    EXPECT_EQ(run_nprmctl({"error", "169", "--json"}).json().at("family"), "flow learning and trace");
+    EXPECT_EQ(run_nprmctl({"error", "35", "--json"}).json().at("family"), "TCAM: lists and entries");
+    EXPECT_EQ(run_nprmctl({"error", "36", "--json"}).json().at("family"), "FDM: service nodes and distribution");
+}
+
+TEST(NprmctlVersion, IsPrinted) {
+    EXPECT_EQ(run_nprmctl({"--version"}).output, "nprmctl " NPRM_VERSION "\n");
+}
+
+}  // namespace
