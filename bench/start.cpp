@@ -43,6 +43,7 @@ int main(int argc, char **argv) {
     exchange_servers servers(exchange_servers::answer::whole);
     const std::string command = beside_this_program("nprmctl"), minimal = beside_this_program("bench_minimal_client");
     run.pair(
-        "nprmctl status, beside a minimal C program", 1.5, [&] { run_program(command, "status"); }, [&] { run_program(minimal, nullptr); });
+        "nprmctl status, beside a minimal C program", 1.5, [&] { run_program(command, "status"); },
+        [&] { run_program(minimal, nullptr); });
     return run.finish();
 }

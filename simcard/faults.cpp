@@ -83,17 +83,17 @@ void end_the_card(delivery &message, active_fault &fault) {
 
 // clang-format off
 constexpr fault_kind kinds[] = {
-    // name          value                  at most             hides ready  before serving        on the reply
-    {"drop",         fault_value::none,     0,                  false,       lose,                 nullptr},
-    {"delay",        fault_value::required, delay_max_ms,       false,       nullptr,              delay},         // milliseconds
-    {"truncate",     fault_value::optional, oversize_max_bytes, false,       nullptr,              truncate},      // bytes left
-    {"corrupt",      fault_value::optional, oversize_max_bytes, false,       nullptr,              corrupt},       // bytes hit
-    {"oversize",     fault_value::optional, oversize_max_bytes, false,       nullptr,              oversize},      // bytes sent
-    {"wrong-token",  fault_value::none,     0,                  false,       nullptr,              change_token},
-    {"duplicate",    fault_value::optional, copies_max,         false,       nullptr,              duplicate},     // copies more
-    {"result",       fault_value::required, UINT32_MAX,         false,       refuse,               nullptr},       // code
-    {"not-ready",    fault_value::none,     0,                  true,        refuse_as_not_ready,  nullptr},
-    {"exit",         fault_value::optional, 255,                false,       end_the_card,         nullptr},       // exit status
+    // name          value                  hides ready  at most             before serving        on the reply
+    {"drop",         fault_value::none,     false,       0,                  lose,                 nullptr},
+    {"delay",        fault_value::required, false,       delay_max_ms,       nullptr,              delay},         // milliseconds
+    {"truncate",     fault_value::optional, false,       oversize_max_bytes, nullptr,              truncate},      // bytes left
+    {"corrupt",      fault_value::optional, false,       oversize_max_bytes, nullptr,              corrupt},       // bytes hit
+    {"oversize",     fault_value::optional, false,       oversize_max_bytes, nullptr,              oversize},      // bytes sent
+    {"wrong-token",  fault_value::none,     false,       0,                  nullptr,              change_token},
+    {"duplicate",    fault_value::optional, false,       copies_max,         nullptr,              duplicate},     // copies more
+    {"result",       fault_value::required, false,       UINT32_MAX,         refuse,               nullptr},       // code
+    {"not-ready",    fault_value::none,     true,        0,                  refuse_as_not_ready,  nullptr},
+    {"exit",         fault_value::optional, false,       255,                end_the_card,         nullptr},       // exit status
 };
 // clang-format on
 

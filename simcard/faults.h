@@ -40,8 +40,8 @@ enum class fault_value : uint8_t { none, optional, required };
 struct fault_kind {
     const char *name;
     fault_value value;
+    bool hides_ready;  // the status word is cleared while such a fault is active
     uint32_t value_max;
-    bool hides_ready;                                    // the status word is cleared while such a fault is active
     void (*before_serving)(delivery &, active_fault &);  // null: nothing
     void (*on_reply)(delivery &, active_fault &);        // null: nothing
 };

@@ -129,13 +129,13 @@ void *nprm_hash_table_lookup_entry(const nprm_hash_table *table, const void *val
     return nullptr;
 }
 
-// The index comes from the address alone: what lies in front of a foreign pointer is nobody's header.
+// The index comes from the address alone: what lies in front of a foreign pointer is nobody's header.  An address below the pool
+// wraps to an index above all others.
 nprm_hash_node *nprm_hash_table_find_next(const nprm_hash_table *table, const void *previous) {
     size_t index = 0;
     if (previous != nullptr) {
         const auto first = reinterpret_cast<uintptr_t>(table->node_pool->area);
         const auto address = reinterpret_cast<uintptr_t>(previous);
-        if (address < first) return nullptr;
         index = (address - first) / stride(*table->node_pool) + 1;
     }
     for (; index < table->max_entries; ++index)

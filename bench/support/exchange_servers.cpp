@@ -46,7 +46,8 @@ uint8_t buffer[sizeof(ruv_local_header) + message_bytes_max];
             if (bytes < static_cast<ssize_t>(sizeof(ruv_local_header))) break;
             ruv_local_header header;
             std::memcpy(&header, buffer, sizeof header);
-            header.size = make_answer(buffer + sizeof header, static_cast<uint32_t>(static_cast<size_t>(bytes) - sizeof header), how);
+            header.size =
+                make_answer(buffer + sizeof header, static_cast<uint32_t>(static_cast<size_t>(bytes) - sizeof header), how);
             header.flags = RUV_LOCAL_REPLY;
             std::memcpy(buffer, &header, sizeof header);
             if (send(client, buffer, sizeof header + header.size, MSG_NOSIGNAL) < 0) break;
@@ -104,8 +105,8 @@ exchange_servers::exchange_servers(answer how) {
     char name[16];
     std::snprintf(name, sizeof name, "%d", NPRM_OPCODE_TCAM);
     const int listener = socket(AF_UNIX, SOCK_SEQPACKET, 0);
-    if (ruv_local_address(&address, form, name) != 0 || bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
-        listen(listener, 4) != 0)
+    if (ruv_local_address(&address, form, name) != 0 ||
+        bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(listener, 4) != 0)
         give_up("the framed server's socket");
     int pair[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, pair) != 0) give_up("socketpair");
@@ -131,7 +132,8 @@ exchange_servers::~exchange_servers() {
 
 void exchange_servers::exchange_bare(const void *request, size_t request_bytes) {
     static uint8_t answer_bytes[message_bytes_max];
-    if (send(bare_socket_, request, request_bytes, MSG_NOSIGNAL) < 0 || recv(bare_socket_, answer_bytes, sizeof answer_bytes, 0) <= 0)
+    if (send(bare_socket_, request, request_bytes, MSG_NOSIGNAL) < 0 ||
+        recv(bare_socket_, answer_bytes, sizeof answer_bytes, 0) <= 0)
         give_up("the bare exchange");
 }
 

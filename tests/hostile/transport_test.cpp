@@ -146,6 +146,23 @@ TEST_F(HostileServer, ALateReplyIsStillThereForItsOwnRequest) {
     EXPECT_EQ(reply, byte_list{7});
 }
 
+TEST_F(HostileServer, AConnectionWhoseRequestWasNeverAnsweredCarriesNoFurtherOne) {
+    wait_at_most("5");
+    raw_server server(scratch.path(), tcam, [](int connection) {
+        for (raw_request request; next_request(connection, &request);)
+            if (request.payload != byte_list{0}) send_bytes(connection, reply_of(request.token, request.payload));
+    });
+    ruv_client client;
+    ASSERT_EQ(client.send(tcam, {0}), 0);
+    const uint32_t given_up = client.token;
+    EXPECT_EQ(client.receive(), -ETIMEDOUT);
+    ASSERT_EQ(client.send(tcam, {1}), 0);
+    EXPECT_TRUE(comes_true([&] { return client.receive(&reply) != -ETIMEDOUT; }));
+    EXPECT_EQ(reply, byte_list{1});
+    EXPECT_EQ(server.accepted(), 2);
+    EXPECT_EQ(client.receive(given_up, &reply), -ENOTCONN);
+}
+
 TEST_F(HostileServer, ASecondReplyAndOnesBeforeTheRequestAreThrownAway) {
     raw_server server(scratch.path(), tcam, [](int connection) {
         for (const uint32_t guess : {0u, 1u, 0xFFFFFFFFu})

@@ -1,6 +1,7 @@
 // What one request costs beside its system calls: no heap, no lock but the pool's, no page of a buffer that is not used.
 //
-// The program replaces malloc and pthread_mutex_lock for itself and its libraries, libnprm.so and libruv.so included, to count them.
+// The program replaces malloc and pthread_mutex_lock for itself and its libraries, libnprm.so and libruv.so included, to count
+// them.
 
 #include <atomic>
 #include <cstdio>

@@ -54,8 +54,8 @@ extern AD_API char ad_debug_process_name[AD_DEBUG_PROCESS_NAME_BYTES];
  * Returns 1 when ad_debug_cfg_p is set, else 0.   Blocks: no.   Threads: any. */
 AD_API unsigned int ad_debug_inited(void);
 
-/* Puts the private record in use, with what the environment says: DEBUG_LEVEL (0 to 3, anything else and none: 1), DEBUG_CLIENT_IP
- * (none or malformed: no filter) and DEBUG_SERVER_IP (none: as it was; malformed: no filter).
+/* Puts the private record in use, with what the environment says: DEBUG_LEVEL (unset or outside 0 to 3: 1; no number counts as 0),
+ * DEBUG_CLIENT_IP (unset or malformed: no filter) and DEBUG_SERVER_IP (unset: as it was; malformed: no filter).
  * Returns nothing.   Blocks: no.   Threads: while no other changes the environment. */
 AD_API void ad_read_debug_cfg_direct_read_from_env(void);
 
@@ -74,11 +74,12 @@ AD_API int ad_get_ad_debug_cfg_p_no_create(const char *path, ad_debug_cfg **out)
  * Threads: while no other logs through that record. */
 AD_API int ad_return_ad_debug_cfg_p(ad_debug_cfg *record);
 
-/* Sets the library up: the log goes to the socket "NAME.UID", or "NAME.0" where the first does not exist; the record is the
- * socket's; level and filters come from the file "SOCKET.cfg", else from the environment, now and again at each SIGUSR1. name:
- * null: the value of ERROR_LOG_SOCKET;   what does not fit the 107 characters of a socket's path is cut The special log is off
- * afterwards.  A handler that SIGUSR1 had before is called too, after the library's own. Returns 0, also when the name is the last
- * one again, which changes nothing; -1 when there is no name: nothing is sent then, and what is logged goes to standard error.
+/* Sets the library up: the log goes to the socket "NAME.UID", or to "NAME.0" where the first does not exist; the record is the
+ * socket's; level and filters come from the file "SOCKET.cfg", else from the environment, now and again at each SIGUSR1.
+ *   name: null: the value of ERROR_LOG_SOCKET.   What does not fit the 107 characters of a socket's path is cut.
+ * The special log is off afterwards.  A handler that SIGUSR1 had before is called too, after the library's own.
+ * Returns 0, also when the name is the last one again, which changes nothing; -1 when there is no name: nothing is sent then, and
+ * what is logged goes to standard error.
  * Blocks: for one small file.   Threads: before others log. */
 AD_API int ad_init_debug_lib(const char *name);
 

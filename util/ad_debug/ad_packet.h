@@ -9,10 +9,10 @@ extern "C" {
 #endif
 
 /* What ad_debug_print_pkt() calls for a dump that its level lets through.  The lines go where a message of the level goes, without
- * the process's name, one by one.  Without a record in use nothing is printed, and the environment is not read. level, tag: as for
- * ad_debug_print();   data: length bytes; null, or a length of 0 or less: the header alone file, line: the site's;   description:
- * stands in the header Returns nothing.   errno stays as it was.   Blocks: as ad_debug_print_impl(), for each line.   Threads: any.
- */
+ * the process's name, one by one.  Without a record in use nothing is printed, and the environment is not read.
+ *   level, tag: as for ad_debug_print();   file, line: the site's;   description: stands in the header
+ *   data: length bytes; null, or a length of 0 or less: the header alone
+ * Returns nothing.   errno stays as it was.   Blocks: as ad_debug_print_impl(), for each line.   Threads: any. */
 AD_API void ad_debug_print_pkt_impl(int level, const char *tag, const void *data, int length, const char *file, int line,
                                     const char *description);
 

@@ -2,6 +2,7 @@
 
 #include "log_line.h"
 
+#include "process_id.h"
 #include "send_record.h"
 #include "state.h"
 
@@ -11,8 +12,6 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
-
-#include <unistd.h>
 
 namespace {
 
@@ -63,7 +62,7 @@ void log_line::append_process_name() {
 
 void log_line::append_origin(const char *tag, const char *file, int line) {
     append("(");
-    append_decimal(getpid());
+    append_decimal(process_id());
     append(")");
     append(tag);
     append(":");

@@ -3,11 +3,10 @@
 #include "ad_packet.h"
 
 #include "log_line.h"
+#include "process_id.h"
 #include "state.h"
 
 #include <algorithm>
-
-#include <unistd.h>
 
 namespace {
 
@@ -27,7 +26,7 @@ void send_header(const log_route &route, const char *tag, int length, const char
 void send_row(const log_route &route, const char *tag, unsigned offset, const uint8_t *bytes, unsigned count) {
     log_line row;
     row.append("(");
-    row.append_decimal(getpid());
+    row.append_decimal(process_id());
     row.append(")");
     row.append(tag);
     row.append(": ");

@@ -47,6 +47,8 @@ const wrong cases[] = {
     {"DeleteThatStartsLater", 17, [] { return progressed(tcam_message(9, 2, 0, 1), 1, 1, 1); }},
     {"DeleteListThatIsNotFirst", 17, [] { return progressed(tcam_message(1, 2, 0, 0), 0, 0, 1); }},
     {"MoreEntriesThanNrEntry", 17, [] { return with(acl(5, 0, 2), 60, 1); }},
+    {"MoreEntriesThanNrEntryNotLast", 17, [] { return progressed(with(acl(5, 0, 2), 60, 1), 0, 1, 0); }},
+    {"HeadAloneNotLast", 17, [] { return progressed(tcam_message(4, 2, 0, 1), 0, 1, 0); }},
     {"StartIndexAndEntriesBeyondNrEntry", 17, [] { return progressed(with(acl(5, 0, 2), 60, 3), 2, 0, 1); }},
     {"StartIndexThatWraps", 17, [] { return progressed(with(acl(5, 0, 2), 60, 3), 0xFFFFFFFF, 0, 1); }},
     {"FirstWithAStartIndex", 17, [] { return progressed(with(acl(5, 0, 1), 60, 2), 1, 1, 1); }},

@@ -101,7 +101,7 @@ TEST(TcamWrite, PutsTheEntriesOfLaterMessagesAtPositionPlusStartIndex) {
 
 TEST(TcamRead, TakesTheMessagesOwnPosition) {
     tcam_under_test tcam;
-    tcam.create(8);
+    tcam.create(5);
     tcam.write(0, 0, {10, 11, 12, 13, 14});
     message second = tcam_message(4, 4, 0, 4, 3);
     put_progress(second, 2, 0, 1);

@@ -2,6 +2,7 @@
 
 #include "util/nprm_clock.h"
 
+#include <atomic>
 #include <cerrno>
 #include <deque>
 #include <vector>
@@ -21,7 +22,7 @@ struct sleep_time {
 std::vector<sleep_time> sleeps;        // what nanosleep was asked for
 std::deque<sleep_time> interruptions;  // what it leaves over; a successful sleep when there is none
 timeval time_of_day = {};
-int yields = 0;
+std::atomic<int> yields = 0;
 
 class Clock : public ::testing::Test {
   protected:

@@ -4,7 +4,6 @@
 #include "util/nprm_hash.h"
 
 #include <atomic>
-#include <cerrno>
 #include <cstring>
 #include <map>
 #include <shared_mutex>
@@ -16,6 +15,30 @@
 
 #include "api/frame/pool.h"
 #include "tests/unit/util/random_steps.h"
+
+namespace {
+
+const pthread_mutex_t *recorded_table = nullptr, *recorded_pool = nullptr;
+std::string recorded_locks;
+
+void record(const pthread_mutex_t *lock, char table, char pool) {
+    if (lock == recorded_table) recorded_locks += table;
+    if (lock == recorded_pool) recorded_locks += pool;
+}
+
+}  // namespace
+
+// The linker sends the library's calls here.
+extern "C" int __real_pthread_mutex_lock(pthread_mutex_t *);
+extern "C" int __wrap_pthread_mutex_lock(pthread_mutex_t *lock) {
+    record(lock, 't', 'p');
+    return __real_pthread_mutex_lock(lock);
+}
+extern "C" int __real_pthread_mutex_unlock(pthread_mutex_t *);
+extern "C" int __wrap_pthread_mutex_unlock(pthread_mutex_t *lock) {
+    record(lock, 'T', 'P');
+    return __real_pthread_mutex_unlock(lock);
+}
 
 namespace {
 
@@ -350,31 +373,36 @@ TEST_F(HashTable, LargerNodesWork) {
     EXPECT_EQ(owned.next(owned.next(nullptr)), nprm_get_buffer_ptr(&owned.nodes, 1));
 }
 
-// The test holds the table's lock, of the kind that knows its owner: an operation that takes and releases it leaves the test
-// without.
+// Which locks the operations take, in order: t and p take the table's and the pool's, T and P release them.
 class HashTableLock : public HashTable {
   protected:
+    HashTableLock() {
+        recorded_table = &owned.table.lock;
+        recorded_pool = &owned.nodes.lock;
+    }
+    ~HashTableLock() override { recorded_table = recorded_pool = nullptr; }
+
     template <typename Operation>
-    bool takes_the_lock(Operation operation) {
-        pthread_mutexattr_t kind;
-        pthread_mutexattr_init(&kind);
-        pthread_mutexattr_settype(&kind, PTHREAD_MUTEX_ERRORCHECK);
-        pthread_mutex_init(&owned.table.lock, &kind);
-        pthread_mutexattr_destroy(&kind);
-        pthread_mutex_lock(&owned.table.lock);
+    std::string locks_of(Operation operation) {
+        recorded_locks.clear();
         operation();
-        return pthread_mutex_unlock(&owned.table.lock) == EPERM;
+        return recorded_locks;
     }
     owned_table owned{4, 1, 1, 1};
 };
 
 TEST_F(HashTableLock, IsTakenByAdditionsAndRemovalsAlone) {
-    EXPECT_TRUE(takes_the_lock([&] { owned.add({1}, {1}); }));
-    EXPECT_FALSE(takes_the_lock([&] { owned.add({1}, {2}); })) << "replacing a value";
-    EXPECT_FALSE(takes_the_lock([&] { owned.lookup({1}); }));
-    EXPECT_FALSE(takes_the_lock([&] { owned.key_with({2}); }));
-    EXPECT_FALSE(takes_the_lock([&] { owned.next(nullptr); }));
-    EXPECT_TRUE(takes_the_lock([&] { owned.remove({1}); }));
+    EXPECT_EQ(locks_of([&] { owned.add({1}, {1}); }), "pPtT");
+    EXPECT_EQ(locks_of([&] { owned.add({1}, {2}); }), "") << "replacing a value";
+    EXPECT_EQ(locks_of([&] { owned.lookup({1}); }), "");
+    EXPECT_EQ(locks_of([&] { owned.key_with({2}); }), "");
+    EXPECT_EQ(locks_of([&] { owned.next(nullptr); }), "");
+}
+
+TEST_F(HashTableLock, OfTheTableIsTakenBeforeThatOfThePool) {
+    owned.add({1}, {1});
+    EXPECT_EQ(locks_of([&] { owned.remove({1}); }), "tpPT");
+    EXPECT_EQ(locks_of([&] { owned.remove({1}); }), "tT") << "there is nothing to give back";
 }
 
 // A std::map beside the table: same answers, sorted chains, each entry in the bucket of its sum, no node lost.

@@ -22,11 +22,6 @@ class AdInitDebugLib : public debug_library {
         use_private_ipc();
         the_system_calls().user = 1234;
     }
-    ~AdInitDebugLib() override {
-        for (const std::string &socket : {of_user, of_user_0, special_of_user, special_of_user_0})
-            if (const int id = segment(socket); id >= 0) shmctl(id, IPC_RMID, nullptr);
-    }
-
     static int segment(const std::string &path) { return shmget(ftok(path.c_str(), 100), 0, 0); }
     int init() { return ad_init_debug_lib(name.c_str()); }
     bool record_is_of(const std::string &path) {
@@ -200,6 +195,7 @@ TEST_F(AdInitDebugLib, CutsNamesAtPathAndCopy) {
 TEST_F(AdInitDebugLib, LeavesTheSegmentToOutliveTheProcess) {
     write_file(of_user, "");
     EXPECT_EXIT((init(), ad_debug_cfg_p->level = 2, exit(0)), testing::ExitedWithCode(0), "");
+    the_system_calls().segments_made.push_back(segment(of_user));
     EXPECT_EQ(init(), 0);
     EXPECT_EQ(ad_debug_cfg_p->level, 2);
 }
@@ -281,6 +277,8 @@ TEST_F(AdDebugSigusr1, ReadsTheConfigurationAgain) {
 
     set_path(ad_errorlog_sp_addr, special_path());
     ad_debug_cfg_p->level = 4;
+    the_system_calls().recording = false;  // what notes and reads here is not for signal handlers
+    the_system_calls().after_send = nullptr;
     raise(SIGUSR1);
     EXPECT_EQ(ad_debug_cfg_p->level, 2);
     EXPECT_EQ(special_log.text(), "reset special log");

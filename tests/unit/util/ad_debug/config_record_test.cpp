@@ -18,11 +18,6 @@ class AdSharedRecord : public debug_library {
         use_private_ipc();
         write_file(path, "");
     }
-    ~AdSharedRecord() override {
-        the_system_calls() = {};
-        if (const int id = segment(); id >= 0) shmctl(id, IPC_RMID, nullptr);
-    }
-
     int segment() const { return shmget(ftok(path.c_str(), 100), 0, 0); }
     shmid_ds facts() const {
         shmid_ds facts{};

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include <fcntl.h>
+#include <sys/shm.h>
 #include <unistd.h>
 
 #include "util/ad_debug/ad_errorlog.h"
@@ -118,7 +119,10 @@ debug_library::debug_library() {
 }
 
 debug_library::~debug_library() {
+    const std::vector<int> segments = the_system_calls().segments_made;
     the_system_calls() = {};
+    for (const int segment : segments)
+        shmctl(segment, IPC_RMID, nullptr);
 }
 
 void debug_library::use_level(int level) {

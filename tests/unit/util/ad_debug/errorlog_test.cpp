@@ -347,6 +347,7 @@ TEST_F(AdErrorlog, FormatsWithTheCallersErrno) {
 TEST_F(AdErrorlog, WritesFromSeveralThreadsOverOneSocket) {
     log_socket daemon(main_path());
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread)
         threads.emplace_back([thread] {
             for (int i = 0; i < 50; ++i)

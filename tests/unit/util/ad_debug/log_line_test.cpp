@@ -7,6 +7,8 @@
 #include <cstring>
 
 #include <arpa/inet.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "c_host.h"
 #include "debug_library.h"
@@ -182,6 +184,21 @@ TEST_F(AdDebugPrint, ReadsTheEnvironmentFirstWhenNothingIsConfigured) {
     EXPECT_EQ(shown(error_log.text()), "shown\n");
     ad_debug_print(3, "INFO", "not shown\n");
     EXPECT_EQ(error_log.text(), "(nothing)");
+}
+
+TEST_F(AdDebugPrint, GivesAChildItsOwnProcessId) {
+    use_level(1);
+    ad_debug_print_impl(1, "ERRO", "a.c", 1, "parent\n");
+    const pid_t child = fork();
+    if (child == 0) {
+        the_system_calls().after_send = nullptr;  // the parent reads
+        ad_debug_print_impl(1, "ERRO", "a.c", 1, "child\n");
+        ad_debug_print_impl(1, "ERRO", "a.c", 1, "child\n");
+        _exit(0);
+    }
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    const std::string of_child = "(" + std::to_string(child) + ")ERRO:a.c:1-> child\n";
+    EXPECT_EQ(error_log.texts(), (std::vector{origin("ERRO", "a.c", 1) + "parent\n", of_child, of_child}));
 }
 
 TEST_F(AdDebugPrint, CutsEachOutputAt4086Characters) {

@@ -28,6 +28,8 @@ int failed(int error) {
 
 }  // namespace
 
+// libc names its parameters with underscores.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 ssize_t sendto(int fd, const void *bytes, size_t count, int flags, const sockaddr *address, socklen_t address_bytes) {
@@ -54,7 +56,9 @@ uid_t getuid(void) noexcept {
 int shmget(key_t key, size_t bytes, int flags) noexcept {
     static const auto call = real<int(key_t, size_t, int)>("shmget");
     if ((flags & IPC_CREAT) != 0 && the_system_calls().shmget_error != 0) return failed(the_system_calls().shmget_error);
-    return call(key, bytes, flags);
+    const int id = call(key, bytes, flags);
+    if (id >= 0 && (flags & IPC_CREAT) != 0) the_system_calls().segments_made.push_back(id);
+    return id;
 }
 
 int shmctl(int id, int command, shmid_ds *segment) noexcept {
@@ -73,4 +77,5 @@ void *shmat(int id, const void *address, int flags) noexcept {
     }
     return call(id, address, flags);
 }
-}
+}  // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

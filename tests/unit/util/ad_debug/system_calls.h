@@ -22,8 +22,9 @@ struct system_calls {
     std::vector<send_call> sends;  // kept while recording
     bool recording = true;
 
-    std::optional<uid_t> user;  // what getuid() says
-    int shmget_error = 0;       // with IPC_CREAT only
+    std::vector<int> segments_made;  // the ids of new segments, for the fixture to remove
+    std::optional<uid_t> user;       // what getuid() says
+    int shmget_error = 0;            // with IPC_CREAT only
     int shmctl_stat_error = 0;
     int shmctl_remove_error = 0;
     int shmat_error = 0;
