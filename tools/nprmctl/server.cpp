@@ -56,16 +56,26 @@ answer ask(const std::function<uint32_t()> &call) {
     return {code, false, joined(failures)};
 }
 
-failure failure_of(const std::string &what, const answer &given) {
+failure unknown_for(const std::string &what, const answer &given) {
     failure problem = refusal(what, given.code, given.words);
-    if (given.is_uncertain) problem.what += "; whether the card has done it is not known";
     if (given.code == NPRM_ERROR_IPC_SEND) problem.what += place_of_the_card();
     return problem;
 }
 
-void demand(const std::string &what, const std::function<uint32_t()> &call) {
+failure unchanged_for(const std::string &what, const answer &given) {
+    failure problem = unknown_for(what, given);
+    if (given.is_uncertain) problem.what += "; whether the card has done it is not known";
+    return problem;
+}
+
+void learn(const std::string &what, const std::function<uint32_t()> &call) {
     const answer given = ask(call);
-    if (given.code != NPRM_OK) throw failure_of(what, given);
+    if (given.code != NPRM_OK) throw unknown_for(what, given);
+}
+
+void change(const std::string &what, const std::function<uint32_t()> &call) {
+    const answer given = ask(call);
+    if (given.code != NPRM_OK) throw unchanged_for(what, given);
 }
 
 void connect_to_server(const invocation &call) {

@@ -24,10 +24,12 @@ void connect_to_server(const invocation &call);
 
 answer ask(const std::function<uint32_t()> &call);
 
-// The failure that an answer other than NPRM_OK stands for; what: what was not done.
-failure failure_of(const std::string &what, const answer &given);
+// The failures that an answer other than NPRM_OK stands for: what could not be known, and what was not changed, as far as is known.
+failure unknown_for(const std::string &what, const answer &given);
+failure unchanged_for(const std::string &what, const answer &given);
 
-// As ask(), and throws failure_of() unless the answer is NPRM_OK.
-void demand(const std::string &what, const std::function<uint32_t()> &call);
+// As ask(), and throw the failure unless the answer is NPRM_OK.
+void learn(const std::string &what, const std::function<uint32_t()> &call);
+void change(const std::string &what, const std::function<uint32_t()> &call);
 
 #endif

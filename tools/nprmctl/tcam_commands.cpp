@@ -21,7 +21,7 @@ void scatter_entries(uint32_t list, uint32_t position, std::span<const policy_en
             results.push_back(&entry.result);
         }
         const auto from = static_cast<uint32_t>(position + at);
-        demand(entries_of_list(list, from, part.size()) + " were not written", [&] {
+        change(entries_of_list(list, from, part.size()) + " were not written", [&] {
             return nprm_tcam_sgwrite_v4_policy_vmr_dup(static_cast<uint8_t>(list), static_cast<uint16_t>(from),
                                                        static_cast<uint16_t>(part.size()), keys.data(), masks.data(),
                                                        results.data());
@@ -86,9 +86,9 @@ result_type look_up(uint32_t list, const key_type &key, operation_type &operatio
     result_type result = {};
     const answer given = ask([&] { return operation(static_cast<uint8_t>(list), &key, &result); });
     if (given.code == NPRM_OK) return result;
-    throw failure_of(given.code == NPRM_ERROR_TCAM_ITEM_NOT_FOUND ? "no entry of list " + std::to_string(list) + " matches"
-                                                                  : "list " + std::to_string(list) + " was not looked up",
-                     given);
+    throw unknown_for(given.code == NPRM_ERROR_TCAM_ITEM_NOT_FOUND ? "no entry of list " + std::to_string(list) + " matches"
+                                                                   : "list " + std::to_string(list) + " was not looked up",
+                      given);
 }
 
 int look_up_packet(const invocation &call, uint32_t list, const nprm_tcam_acl_key &key, const std::string &rules) {
@@ -138,7 +138,7 @@ int tcam_create(invocation &call) {
 
 uint8_t create_list(uint32_t size) {
     uint8_t list = 0;
-    demand("no list was made", [&] { return nprm_tcam_create_v4_vmr_lst_dup(static_cast<uint16_t>(size), &list); });
+    change("no list was made", [&] { return nprm_tcam_create_v4_vmr_lst_dup(static_cast<uint16_t>(size), &list); });
     return list;
 }
 
@@ -147,7 +147,7 @@ int tcam_delete(invocation &call) {
     call.number("LIST", list, 0, list_id_max, list_help);
     call.parse();
     connect_to_server(call);
-    demand("list " + std::to_string(list) + " was not deleted",
+    change("list " + std::to_string(list) + " was not deleted",
            [&] { return nprm_tcam_delete_v4_vmr_lst_dup(static_cast<uint8_t>(list)); });
     report gone;
     gone.sentence("list " + std::to_string(list) + " is deleted");
@@ -160,7 +160,7 @@ int tcam_space(invocation &call) {
     call.parse();
     connect_to_server(call);
     uint32_t free_entries = 0;
-    demand("the free entries are not known", [&] { return nprm_tcam_v4_space_dup(&free_entries); });
+    learn("the free entries are not known", [&] { return nprm_tcam_v4_space_dup(&free_entries); });
     report space;
     space.sentence(counted(free_entries, "entry is", "entries are") + " free");
     space.fact("free_entries", nullptr, uint64_t{free_entries});
@@ -202,7 +202,7 @@ int tcam_remove(invocation &call) {
     call.number("COUNT", count, 1, tcam_entries_max, "entries to remove, 1 to 65535");
     call.parse();
     connect_to_server(call);
-    demand(entries_of_list(list, position, count) + " not removed", [&] {
+    change(entries_of_list(list, position, count) + " not removed", [&] {
         return nprm_tcam_delete_v4_vmr_dup(static_cast<uint8_t>(list), static_cast<uint16_t>(position),
                                            static_cast<uint16_t>(count));
     });

@@ -92,8 +92,8 @@ std::vector<typename form::entry> read_until_empty(uint32_t list, uint32_t posit
         }
         const bool none_here = given.code == NPRM_ERROR_TCAM_ITEM_NOT_FOUND || given.code == NPRM_ERROR_TCAM_OUT_OF_RANGE;
         if (!none_here)
-            throw failure_of("list " + std::to_string(list) + " cannot be read from position " + std::to_string(position) + " on",
-                             given);
+            throw unknown_for("list " + std::to_string(list) + " cannot be read from position " + std::to_string(position) + " on",
+                              given);
         if (count == 1) break;
         count /= 2;  // fewer may still be there
     }
@@ -107,7 +107,7 @@ void send_entries(uint32_t list, uint32_t position, std::span<const typename for
     for (size_t at = 0; at < entries.size(); at += step) {
         const entry_arrays<form> arrays(entries.subspan(at, std::min(step, entries.size() - at)));
         const auto from = static_cast<uint32_t>(position + at);
-        demand(entries_of_list(list, from, arrays.keys.size()) + what, [&] {
+        change(entries_of_list(list, from, arrays.keys.size()) + what, [&] {
             return operation(static_cast<uint8_t>(list), static_cast<uint16_t>(from), static_cast<uint16_t>(arrays.keys.size()),
                              arrays.keys.data(), arrays.masks.data(), arrays.results.data());
         });

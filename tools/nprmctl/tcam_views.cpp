@@ -41,7 +41,7 @@ bool has_position(uint32_t list, uint32_t position) {
     const answer given = read_entries<acl_form>(list, position, {&entry, 1});
     if (given.code == NPRM_OK || given.code == NPRM_ERROR_TCAM_ITEM_NOT_FOUND) return true;
     if (given.code == NPRM_ERROR_TCAM_OUT_OF_RANGE) return false;
-    throw failure_of("list " + std::to_string(list) + " cannot be read", given);
+    throw unknown_for("list " + std::to_string(list) + " cannot be read", given);
 }
 
 // No operation tells a list's size; the last position that can be asked for does.
@@ -65,7 +65,7 @@ void remove_rest(uint32_t list, uint32_t from, uint32_t size) {
                                            static_cast<uint16_t>(size - from));
     });
     if (given.code != NPRM_OK && given.code != NPRM_ERROR_TCAM_ITEM_NOT_FOUND)
-        throw failure_of(
+        throw unchanged_for(
             "the new entries are written, the older ones behind them were not removed: " + entries_of_list(list, from, size - from),
             given);
 }
@@ -220,7 +220,7 @@ int tcam_read(invocation &call) {
     const auto read = [&]<class form>(form) {
         std::vector<typename form::entry> entries(count);
         const answer given = read_entries<form>(list, position, entries);
-        if (given.code != NPRM_OK) throw failure_of(entries_of_list(list, position, count) + " not read", given);
+        if (given.code != NPRM_OK) throw unknown_for(entries_of_list(list, position, count) + " not read", given);
         add_rows<form>(content, entries, position);
     };
     if (policy)
