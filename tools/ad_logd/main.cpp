@@ -90,6 +90,7 @@ void add_sink_options(CLI::App &app, command_line &chosen) {
 void add_options(CLI::App &app, command_line &chosen) {
     app.footer(examples);
     app.set_config("--config", "", "take options from a file")->type_name("PATH");
+    app.allow_config_extras(CLI::config_extras_mode::error);
     add_socket_options(app, chosen);
     add_sink_options(app, chosen);
     app.add_option("--rate", chosen.daemon.intake.records_per_second, "cut a sender above so many records a second; 0: none")

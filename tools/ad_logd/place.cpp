@@ -17,6 +17,8 @@ namespace {
 
 constexpr mode_t permissions = 0777;
 constexpr int receive_bytes = 4 << 20;
+constexpr int dying_tries = 30;
+constexpr useconds_t dying_step_us = 10'000;
 constexpr const char *queue_setting = "/proc/sys/net/unix/max_dgram_qlen";
 
 std::runtime_error refused(const std::string &path, const std::string &why) {
@@ -43,10 +45,15 @@ unique_fd socket_with_queue(int type, unsigned queue) {
     return made;
 }
 
-// Whether a process reads there.
+// Whether a process reads there.  One that is being killed gives up its lock a moment before its sockets.
 bool is_alive(const sockaddr_un &address, int type) {
-    const unique_fd probe(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    return connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 || errno != ECONNREFUSED;
+    for (int tries = 0; tries < dying_tries; ++tries) {
+        const unique_fd probe(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        if (connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 && errno == ECONNREFUSED)
+            return false;
+        usleep(dying_step_us);
+    }
+    return true;
 }
 
 void remove_stale(const std::string &path, const sockaddr_un &address, int type) {

@@ -27,6 +27,12 @@ int segment_of(const std::string &path) {
     return key == -1 ? -1 : shmget(key, sizeof(ad_debug_cfg), 0);
 }
 
+// A record that nobody else has, under a new file's key, is new or the remains of a removed file that had the same number.
+bool is_ours_alone(int segment) {
+    shmid_ds known{};
+    return shmctl(segment, IPC_STAT, &known) == 0 && known.shm_nattch == 1;
+}
+
 sender sender_of(const msghdr &header) {
     for (cmsghdr *part = CMSG_FIRSTHDR(&header); part != nullptr; part = CMSG_NXTHDR(const_cast<msghdr *>(&header), part)) {
         if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_CREDENTIALS) continue;
@@ -59,9 +65,11 @@ receiver::~receiver() {
 // the old one ends with the last process that still has it.
 void receiver::share_record(int old_segment) {
     has_shared_record_ = ad_get_ad_debug_cfg_p(path_.c_str(), &record_) == 0;
-    if (!has_shared_record_ || old_segment < 0 || segment_of(path_) == old_segment) return;
-    void *const old = shmat(old_segment, nullptr, SHM_RDONLY);
-    if (old == reinterpret_cast<void *>(-1)) return;
+    const int segment = has_shared_record_ ? segment_of(path_) : old_segment;
+    if (segment == old_segment) return;
+    if (is_ours_alone(segment)) std::memset(record_, 0, sizeof *record_);
+    void *const old = old_segment < 0 ? nullptr : shmat(old_segment, nullptr, SHM_RDONLY);
+    if (old == nullptr || old == reinterpret_cast<void *>(-1)) return;
     std::memcpy(record_, old, sizeof *record_);
     shmdt(old);
     shmctl(old_segment, IPC_RMID, nullptr);

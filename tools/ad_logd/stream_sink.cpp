@@ -21,25 +21,32 @@ uint64_t lines_in(std::string_view text) {
 }  // namespace
 
 void stream_sink::add(const record &what) {
-    if (untold() != 0 && lines_.empty()) {
-        append_loss(lines_, form_);
-        told(untold());
-    }
     form_(lines_, what);
     if (lines_.size() >= lines_bytes_max) flush();
 }
 
 void stream_sink::flush() {
     if (lines_.empty()) return;
+    if (const unwritten left = write_lines(); left.lines != 0 || is_stalled_) {
+        lose(left.lines, left.reason);
+        return;
+    }
+    if (untold() == 0) return;
+    const uint64_t telling = untold();
+    append_loss(lines_, form_);
+    if (write_lines().lines == 0) told(telling);
+}
+
+// Writes what the reader takes and drops what it does not; the rest of a half-written line is kept, so that no record is torn.
+stream_sink::unwritten stream_sink::write_lines() {
     const char *problem = nullptr;
     const size_t written = write_bytes(problem);
     if (written > 0) begins_inside_ = lines_[written - 1] != '\n';
     lines_.erase(0, written);
-    if (problem == nullptr) return;
-    // The rest of a half-written record is kept, so that no record is torn.
     const size_t kept = begins_inside_ ? lines_.find('\n') + 1 : 0;
-    lose(lines_in(std::string_view(lines_).substr(kept)), problem);
+    const unwritten left = {lines_in(std::string_view(lines_).substr(kept)), problem};
     lines_.resize(kept);
+    return left;
 }
 
 // As many bytes as the reader takes.  Pieces of PIPE_BUF bytes do not block once there is room.

@@ -14,6 +14,11 @@ class stream_sink : public sink {
     void give_up() override;
 
   private:
+    struct unwritten {
+        uint64_t lines;
+        const char *reason;
+    };
+    unwritten write_lines();
     size_t write_bytes(const char *&problem);
 
     int fd_;
