@@ -27,14 +27,12 @@ void stream_sink::add(const record &what) {
 
 void stream_sink::flush() {
     if (lines_.empty()) return;
-    if (const unwritten left = write_lines(); left.lines != 0 || is_stalled_) {
-        lose(left.lines, left.reason);
-        return;
-    }
-    if (untold() == 0) return;
-    const uint64_t telling = untold();
+    const unwritten left = write_lines();
+    lose(left.lines, left.reason);
+    if (left.reason != nullptr || untold() == 0) return;
     append_loss(lines_, form_);
-    if (write_lines().lines == 0) told(telling);
+    told(untold());
+    begins_inside_ = true;  // this line is kept until it is written
 }
 
 // Writes what the reader takes and drops what it does not; the rest of a half-written line is kept, so that no record is torn.

@@ -24,7 +24,7 @@ class stream_sink : public sink {
     int fd_;
     line_form form_;
     bool is_stalled_ = false;     // nobody reads: it is not waited for again until somebody does
-    bool begins_inside_ = false;  // lines_ begins with the rest of a record that is half written
+    bool begins_inside_ = false;  // lines_ begins with a line that is kept: half written, or the one that tells of losses
     std::string lines_;
 };
 
