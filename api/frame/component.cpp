@@ -8,6 +8,7 @@
 #include "transport.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
 
@@ -33,6 +34,7 @@ struct incoming {
     const uint8_t *payload;
     uint32_t payload_bytes;  // at most the area's size
     uint32_t operation;
+    uint32_t claimed_units;
     uint32_t units;  // whole records that came
     uint32_t record_bytes;
 };
@@ -108,7 +110,7 @@ bool convert_service_contexts(uint32_t /*component*/, const incoming &reply) {
 // Debug: the message's header and first record as a block.
 bool convert_debug(uint32_t /*component*/, const incoming &reply) {
     if (reply.operation > 1) return false;
-    if (reply.units > 0) copy_run(reply, header_bytes, reply.record_bytes);
+    if (reply.claimed_units > 0) copy_run(reply, header_bytes, reply.record_bytes);
     return true;
 }
 
@@ -148,10 +150,13 @@ static_assert(numbered_by_row(), "a component row is missing or out of place");
 // How far the reply before this one reached into the area: what it left there is cleared, and no more.
 constinit uint32_t area_bytes = 0;
 
+constinit bool cut = false;  // the reply in the area claimed more records than came
+
 uint32_t result_of(const component_row &row, const uint8_t *reply) {
     uint32_t result = read_u32(reply + header_bytes);
     if (row.result == result_rule::first_record) return result;
     const uint32_t units = read_u32(reply + offsetof(nprm_message_header, units));
+    if (units == 0 && !cut) return NPRM_OK;  // no record, none that failed
     for (uint32_t record = 1; record < units && result == NPRM_OK; ++record)
         result = read_u32(reply + header_bytes + record * row.record_bytes);
     return result;
@@ -165,16 +170,19 @@ void convert_reply(uint32_t component, const uint8_t *payload, uint32_t payload_
     const component_row &row = rows[component];
     if (row.convert == nullptr) return;
 
-    const uint32_t claimed_units = read_u32(payload + offsetof(nprm_message_header, units));
-    incoming reply = {payload, std::min<uint32_t>(payload_bytes, NPRM_MESSAGE_BYTES_MAX), read_u32(payload), 0, row.record_bytes};
-    reply.units = std::min(claimed_units, (reply.payload_bytes - header_bytes) / row.record_bytes);
-    if (reply.units < claimed_units)
+    nprm_message_header header;
+    memcpy(&header, payload, sizeof header);
+    incoming reply = {payload,         std::min<uint32_t>(payload_bytes, NPRM_MESSAGE_BYTES_MAX), header.operation, header.units, 0,
+                      row.record_bytes};
+    reply.units = std::min(reply.claimed_units, (reply.payload_bytes - header_bytes) / row.record_bytes);
+    cut = reply.units < reply.claimed_units;
+    if (cut)
         NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_api_ipc_msg_handler", __LINE__, "Reply of component %u claims %u records, %u came.",
-                    component, claimed_units, reply.units);
+                    component, reply.claimed_units, reply.units);
 
     memset(nprm_reply_area, 0, area_bytes);
     area_bytes = reply.payload_bytes;
-    const nprm_message_header header = {reply.operation, reply.units};
+    header.units = reply.units;
     memcpy(nprm_reply_area, &header, sizeof header);
 
     if (!row.convert(component, reply) && row.unknown_logger != nullptr)
@@ -185,10 +193,14 @@ void convert_reply(uint32_t component, const uint8_t *payload, uint32_t payload_
     nprm_reply_slot[component] = nprm_reply_area;
 }
 
+bool reply_was_cut() {
+    return cut;
+}
+
 }  // namespace nprm
 
 void nprm_api_ipc_msg_handler(uint32_t component, const void *reply) {
-    if (component >= NPRM_COMPONENT_COUNT) return;
+    if (component >= NPRM_COMPONENT_COUNT || rows[component].convert == nullptr) return;
     const auto *payload = static_cast<const uint8_t *>(reply);
     const bool empty = read_u32(payload + offsetof(nprm_message_header, units)) == 0;
     nprm::convert_reply(component, payload, empty ? header_bytes : uint32_t{NPRM_MESSAGE_BYTES_MAX});
