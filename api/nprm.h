@@ -22,7 +22,15 @@
 #include "frame/nprm_shm.h"
 
 /* What can be configured. */
+#include "config/nprm_service.h"
 #include "config/nprm_tcam.h"
+
+/* What can be seen. */
+#include "diag/nprm_decode.h"
+#include "diag/nprm_dump.h"
+#include "diag/nprm_hw.h"
+#include "diag/nprm_registers.h"
+#include "stats/nprm_stats.h"
 
 /* Utilities. */
 #include "../util/nprm_clock.h"

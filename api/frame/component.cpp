@@ -22,6 +22,12 @@ namespace {
 constexpr uint32_t header_bytes = sizeof(nprm_message_header);
 constexpr uint32_t result_bytes = 4;
 
+uint32_t read_u32(const uint8_t *at) {
+    uint32_t value = 0;
+    memcpy(&value, at, sizeof value);
+    return value;
+}
+
 // A reply on its way into the reply area.
 struct incoming {
     const uint8_t *payload;
@@ -41,6 +47,19 @@ void copy_results(const incoming &reply) {
         copy_run(reply, header_bytes + record * reply.record_bytes, result_bytes);
 }
 
+// A list that the first record counts.  A count that the payload does not hold is lowered to what came, in the reply area too.
+void copy_list(uint32_t component, const incoming &reply, const nprm::reply_list &list) {
+    const uint32_t first = header_bytes + list.first_offset;
+    const uint32_t claimed = read_u32(reply.payload + header_bytes + list.count_offset);
+    const uint32_t count = std::min(claimed, (std::max(reply.payload_bytes, first) - first) / list.element_bytes);
+    if (count < claimed) {
+        NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_api_ipc_msg_handler", __LINE__, "Reply of component %u claims %u elements, %u came.",
+                    component, claimed, count);
+        memcpy(nprm_reply_area + header_bytes + list.count_offset, &count, sizeof count);
+    }
+    copy_run(reply, header_bytes + reply.record_bytes, count * list.element_bytes);
+}
+
 // The shape of all converters but two: the fields of the operation's row, in every record.  False when no row has the operation.
 bool convert_by_rule(uint32_t component, const incoming &reply) {
     const nprm::reply_rules known = nprm::reply_rules_of(component);
@@ -55,6 +74,9 @@ bool convert_by_rule(uint32_t component, const incoming &reply) {
             memcpy(nprm_reply_area + offset + field.offset, reply.payload + offset + field.offset, field.bytes);
         }
     }
+    // A refusal has no list, whatever stands where its count would be.
+    if (rule->list.element_bytes != 0 && reply.units > 0 && read_u32(reply.payload + header_bytes) == NPRM_OK)
+        copy_list(component, reply, rule->list);
     return true;
 }
 
@@ -125,12 +147,6 @@ static_assert(numbered_by_row(), "a component row is missing or out of place");
 
 // How far the reply before this one reached into the area: what it left there is cleared, and no more.
 constinit uint32_t area_bytes = 0;
-
-uint32_t read_u32(const uint8_t *at) {
-    uint32_t value = 0;
-    memcpy(&value, at, sizeof value);
-    return value;
-}
 
 uint32_t result_of(const component_row &row, const uint8_t *reply) {
     uint32_t result = read_u32(reply + header_bytes);

@@ -2,6 +2,8 @@
 
 #include "reply_rules.h"
 
+#include "nprm_fdm_wire.h"
+#include "nprm_npa_wire.h"
 #include "nprm_tcam_wire.h"
 
 #include <iterator>
@@ -32,6 +34,33 @@ constexpr reply_rule tcam_replies[] = {
     {NPRM_TCAM_LOOKUP_POLICY, {OUT(nprm_tcam_policy_entry, result)}},
 };
 
+constexpr reply_rule fdm_replies[] = {
+    {NPRM_FDM_SERVICE_NODE, {OUT(nprm_fdm_node_record, node)}},
+    {NPRM_FDM_NODE_GROUP, {OUT(nprm_fdm_group_record, fields)}},
+};
+
+// What a caller of the network processor's operations sees is the record but for its result code.
+constexpr reply_field npa_record = {sizeof(nprm_npa_table_record::result),
+                                    sizeof(nprm_npa_table_record) - sizeof(nprm_npa_table_record::result)};
+constexpr reply_field npa_summary = {offsetof(nprm_npa_summary_record, descriptor),
+                                     offsetof(nprm_npa_summary_record, unset_672) - offsetof(nprm_npa_summary_record, descriptor)};
+constexpr reply_list npa_entries = {offsetof(nprm_npa_table_record, entries), sizeof(nprm_npa_table_record), sizeof(nprm_hw_entry)};
+constexpr reply_list npa_registers = {offsetof(nprm_npa_register_message, count) - sizeof(nprm_message_header),
+                                      offsetof(nprm_npa_register_message, value) - sizeof(nprm_message_header), sizeof(uint32_t)};
+
+constexpr reply_rule npa_replies[] = {
+    {NPRM_NPA_TABLE_SUMMARY, {npa_summary}},
+    {NPRM_NPA_TABLE_GET, {npa_record}, npa_entries},
+    {NPRM_NPA_TABLE_SEARCH, {npa_record}, npa_entries},
+    {NPRM_NPA_TABLE_LOOKUP, {npa_record}, npa_entries},
+    {NPRM_NPA_REGISTERS, {npa_record}, npa_registers},
+    {NPRM_NPA_TM_QUEUE_DEPTH, {npa_record}},
+    {NPRM_NPA_TM_GLOBAL_STATS, {npa_record}},
+    {NPRM_NPA_CONFIG_SRAM, {npa_record}},
+    {NPRM_NPA_CRASH_DUMP_INFO, {npa_record}},
+    {NPRM_NPA_CAPTURE_SE_CONFIG, {npa_record}},
+};
+
 // Every operation once, in order, with fields that ascend and end inside the record.
 template <size_t count>
 constexpr bool well_formed(const reply_rule (&rules)[count], uint32_t record_bytes) {
@@ -44,9 +73,14 @@ constexpr bool well_formed(const reply_rule (&rules)[count], uint32_t record_byt
             end = uint32_t{field.offset} + field.bytes;
         }
         if (end > record_bytes) return false;
+        const reply_list &list = rules[row].list;
+        if (list.element_bytes != 0 && (list.count_offset + sizeof(uint32_t) > end || list.first_offset > record_bytes))
+            return false;
     }
     return true;
 }
+static_assert(well_formed(fdm_replies, NPRM_RECORD_BYTES_FDM), "an FDM reply row is out of order or outside its record");
+static_assert(well_formed(npa_replies, NPRM_RECORD_BYTES_NPA), "an NPA reply row is out of order or outside its record");
 static_assert(well_formed(tcam_replies, NPRM_RECORD_BYTES_TCAM), "a TCAM reply row is out of order or outside its record");
 
 struct component_replies {
@@ -55,6 +89,8 @@ struct component_replies {
 };
 
 constexpr component_replies all_replies[] = {
+    {NPRM_COMPONENT_FDM, {fdm_replies, std::size(fdm_replies)}},
+    {NPRM_COMPONENT_NPA, {npa_replies, std::size(npa_replies)}},
     {NPRM_COMPONENT_TCAM, {tcam_replies, std::size(tcam_replies)}},
 };
 

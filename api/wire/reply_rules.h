@@ -12,10 +12,19 @@ struct reply_field {
     uint16_t bytes;
 };
 
+// A list whose length the first record tells.  Its elements may begin inside the record; the reply reaches to count elements behind
+// it.
+struct reply_list {
+    uint16_t count_offset;   // of the record
+    uint16_t first_offset;   // of the record: where element 0 begins
+    uint16_t element_bytes;  // 0: the operation has no list
+};
+
 // The operation's fields, beside the result code that every record returns.  A field of 0 bytes ends them early.
 struct reply_rule {
     uint32_t operation;
     reply_field fields[3];
+    reply_list list = {0, 0, 0};
 };
 
 struct reply_rules {

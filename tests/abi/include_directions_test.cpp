@@ -22,7 +22,7 @@ const std::map<std::string, std::vector<std::string>> directions = {
     {"api/frame", {"api/wire", "util/ad_debug", "platform"}},
     {"api/config", {"api/frame", "api/wire"}},
     {"api/stats", {"api/frame", "api/wire"}},
-    {"api/diag", {"api/frame", "api/wire", "api/config/nprm_service.h"}},
+    {"api/diag", {"api/frame", "api/wire", "api/config/nprm_service.h", "api/stats/nprm_stats.h"}},
     {"util", {"api/frame"}},
     {"util/ad_debug", {"platform"}},
     {"platform", {}},
