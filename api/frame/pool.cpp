@@ -25,11 +25,18 @@ nprm_link *link_of(const void *buffer) {
     return reinterpret_cast<nprm_link *>(static_cast<uint8_t *>(const_cast<void *>(buffer)) - sizeof(nprm_link));
 }
 
-bool is_buffer_start(const nprm_buffer_pool &pool, const void *buffer) {
+bool is_inside(const nprm_buffer_pool &pool, const void *buffer) {
     const auto address = reinterpret_cast<uintptr_t>(buffer);
     const auto first = reinterpret_cast<uintptr_t>(pool.area) + sizeof(nprm_link);
-    const uintptr_t offset = address - first;
-    return address >= first && offset < pool.count * stride(pool) && offset % stride(pool) == 0;
+    return address >= first && address - first < pool.count * stride(pool);
+}
+
+// Sound headers spare the division: the index says where the buffer starts.
+bool is_buffer_start(const nprm_buffer_pool &pool, const void *buffer) {
+    if (!is_inside(pool, buffer)) return false;
+    const nprm_link *link = link_of(buffer);
+    const auto offset = static_cast<size_t>(reinterpret_cast<const uint8_t *>(link) - pool.area);
+    return link->index * stride(pool) == offset || offset % stride(pool) == 0;
 }
 
 // The pool in which the address is exactly a buffer's start.  Only addresses are compared: what they point to may be anything.
