@@ -6,7 +6,10 @@
 #include "../frame/request.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -16,8 +19,8 @@ using tcam_reply = nprm::reply<nprm_tcam_message>;
 
 constexpr uint32_t lookup_units = NPRM_TCAM_HEAD_UNITS + 1;
 
-// The bits of an ACL result's flag bytes that are taken from the caller; the others stay as the message buffer holds them.
-constexpr uint8_t acl_flag_bits[4] = {0x07, 0x03, 0x07, 0x01};
+// The bits of an ACL result's four flag bytes that are taken from the caller; the others stay as the message buffer holds them.
+constexpr auto acl_flag_bits = std::bit_cast<uint32_t>(std::array<uint8_t, 4>{0x07, 0x03, 0x07, 0x01});
 
 struct bulk_operation {
     uint32_t operation;
@@ -111,10 +114,11 @@ void put_acl(nprm_tcam_acl_entry &entry, const nprm_tcam_acl_key &key, const npr
              const nprm_tcam_acl_result &result) {
     entry.key = key;
     entry.mask = mask;
-    for (uint32_t i = 0; i < sizeof acl_flag_bits; ++i) {
-        const uint8_t kept = static_cast<uint8_t>(entry.result.flags[i] & ~acl_flag_bits[i]);
-        entry.result.flags[i] = static_cast<uint8_t>(kept | (result.flags[i] & acl_flag_bits[i]));
-    }
+    uint32_t kept = 0, given = 0;
+    memcpy(&kept, entry.result.flags, sizeof kept);
+    memcpy(&given, result.flags, sizeof given);
+    const uint32_t merged = (kept & ~acl_flag_bits) | (given & acl_flag_bits);
+    memcpy(entry.result.flags, &merged, sizeof merged);
     entry.result.u32_4 = result.u32_4;
     entry.result.u32_8 = result.u32_8;
 }
