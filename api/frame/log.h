@@ -1,13 +1,14 @@
-// NPRM_LOG and fail(): the one way to log, the mask tested first.
+// NPRM_LOG and NPRM_FAIL: the one way to log, the mask tested first.
 #ifndef NPRM_FRAME_LOG_H
 #define NPRM_FRAME_LOG_H
 
 #include "nprm_result.h"
 
-// Logs "FUNCTION(LINE): ..." of a site whose function name or line is part of the interface.
+// Logs "FUNCTION(LINE): ..." of a site whose function name or line is part of the interface.  127 is the facility that every site
+// passes.
 #define NPRM_LOG_AT(level, function, line, format, ...)                                                                            \
     do {                                                                                                                           \
-        if ((nprm_syslog_flag & (level)) != 0)                                                                                     \
+        if ((__atomic_load_n(&nprm_syslog_flag, __ATOMIC_RELAXED) & (level)) != 0)                                                 \
             nprm_syslog(127, 0, 0, level, "%s(%d): " format, function, line __VA_OPT__(, ) __VA_ARGS__);                           \
     } while (false)
 

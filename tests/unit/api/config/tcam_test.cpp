@@ -102,10 +102,17 @@ TEST_F(Tcam, CreateWithAReplyThatLacksTheIdIsMalformed) {
         ruv.reply(reply);
         uint8_t vmr_id = 0x55;
         const std::string log = stderr_of([&] { EXPECT_EQ(nprm_tcam_create_v4_vmr_lst_dup(10, &vmr_id), 1u); });
-        EXPECT_NE(log.find("nprm_tcam_create_v4_vmr_lst_dup("), std::string::npos) << log;
+        EXPECT_NE(log.find("claims 2 records, "), std::string::npos) << log;
+        EXPECT_EQ(log.find("Malformed reply"), std::string::npos) << "one line is enough: " << log;
         EXPECT_EQ(vmr_id, 0x55);
         expect_slot_empty();
     }
+    ruv.reply(reply_of(0, 51, {0}));
+    uint8_t vmr_id = 0x55;
+    const std::string log = stderr_of([&] { EXPECT_EQ(nprm_tcam_create_v4_vmr_lst_dup(10, &vmr_id), 1u); });
+    EXPECT_NE(log.find("nprm_tcam_create_v4_vmr_lst_dup("), std::string::npos) << log;
+    EXPECT_NE(log.find("): Malformed reply: 1 records, 2 are needed."), std::string::npos) << log;
+    EXPECT_EQ(vmr_id, 0x55);
 }
 
 TEST_F(Tcam, DeleteListSendsTheId) {
@@ -708,6 +715,47 @@ TEST_F(Tcam, EveryOperationReturnsThePreparersCode) {
     EXPECT_TRUE(ruv.sends.empty());
 }
 
+TEST_F(Tcam, NoOperationAnswersFromAReplyThatSomebodyElseLeft) {
+    // A host that uses the frame directly leaves the slot full.
+    std::vector<uint8_t> older = entries_reply(4, 1, 0x11);
+    const auto leave_reply = [&] {
+        nprm_api_ipc_msg_handler(7, older.data());
+        ASSERT_NE(nprm_reply_slot[7], nullptr);
+    };
+    const nprm_tcam_acl_key acl_key{};
+    const nprm_tcam_policy_key policy_key{};
+    nprm_tcam_acl_result acl_result = {{9, 9, 9, 9}, 9, 9};
+    nprm_tcam_policy_result policy_result{};
+    ruv.send_result = -1;
+    some_id = 55;
+    some_free = 55;
+    stdout_of([&] {
+        stderr_of([&] {
+            for (const call &each : calls) {
+                leave_reply();
+                EXPECT_EQ(each.raw(), 0u) << each.name;
+                expect_slot_empty();
+            }
+            leave_reply();
+            EXPECT_EQ(nprm_ext_tcam_v4_acl_lkup(1, &acl_key, &acl_result), 1u);
+            leave_reply();
+            EXPECT_EQ(nprm_ext_tcam_v4_policy_lkup(1, &policy_key, &policy_result), 1u);
+            expect_slot_empty();
+            set_status(0);
+            for (const call &each : calls) {
+                leave_reply();
+                EXPECT_EQ(each.raw(), 7u) << each.name;
+                expect_slot_empty();
+            }
+        });
+    });
+    EXPECT_EQ(some_id, 55);
+    EXPECT_EQ(some_free, 55u);
+    EXPECT_EQ(some_acl.key[0].u32_6, 0x100u);
+    EXPECT_EQ(some_policy.key[0].u32_9, 0x100u);
+    EXPECT_EQ(acl_result.u32_8, 9u);
+}
+
 TEST_F(Tcam, EveryOperationRefusesNullPointers) {
     const acl_entries acl(1);
     const policy_entries policy(1);
@@ -769,7 +817,7 @@ TEST_F(Tcam, PlainTwinsPrintNullForCodesWithoutName) {
     }
 }
 
-TEST_F(Tcam, PlainTwinsLogNothingWhenBit1IsClear) {
+TEST_F(Tcam, PlainTwinsLogNothingWhenBit0IsClear) {
     nprm_syslog_flag = 0x0FFFFFF0;
     for (const call &each : calls) {
         ruv.reply(any_reply(24));
