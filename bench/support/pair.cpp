@@ -143,8 +143,7 @@ int benchmark_run::finish() const {
                                              {"ratio", row.measured.ratio},
                                              {"difference_ns", row.measured.difference_ns},
                                              {"verdict", row.verdict}};
-            if (row.highest.most > 0)
-                object[row.highest.of == ratio ? "highest" : "highest_difference_ns"] = row.highest.most;
+            if (row.highest.most > 0) object[row.highest.of == ratio ? "highest" : "highest_difference_ns"] = row.highest.most;
             rows.push_back(std::move(object));
         }
         const nlohmann::ordered_json all = {{"title", title_}, {"smoke", smoke_}, {"too_noisy", noisy_}, {"rows", rows}};
