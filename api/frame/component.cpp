@@ -33,7 +33,7 @@ struct incoming {
     const uint8_t *payload;
     uint32_t payload_bytes;  // at most the area's size
     uint32_t operation;
-    uint32_t units;  // whole records that came
+    uint32_t units;  // records that came
     uint32_t record_bytes;
 };
 
@@ -62,16 +62,13 @@ void copy_list(uint32_t component, const incoming &reply, const nprm::reply_list
 
 // The shape of all converters but two: the fields of the operation's row, in every record.  False when no row has the operation.
 bool convert_by_rule(uint32_t component, const incoming &reply) {
-    const nprm::reply_rules known = nprm::reply_rules_of(component);
-    const auto *end = known.rules + known.count;
-    const auto *rule =
-        std::find_if(known.rules, end, [&](const nprm::reply_rule &row) { return row.operation == reply.operation; });
-    if (rule == end) return false;
+    const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);
+    if (rule == nullptr) return false;
     for (uint32_t record = 0; record < reply.units; ++record) {
         const uint32_t offset = header_bytes + record * reply.record_bytes;
         for (const nprm::reply_field &field : rule->fields) {
             if (field.bytes == 0) break;
-            memcpy(nprm_reply_area + offset + field.offset, reply.payload + offset + field.offset, field.bytes);
+            copy_run(reply, offset + field.offset, field.bytes);
         }
     }
     // A refusal has no list, whatever stands where its count would be.
@@ -157,6 +154,15 @@ uint32_t result_of(const component_row &row, const uint8_t *reply) {
     return result;
 }
 
+// The records that came.  One that its list ends early counts as whole.
+uint32_t units_that_came(uint32_t component, const incoming &reply, uint32_t claimed) {
+    const uint32_t whole = std::min(claimed, (reply.payload_bytes - header_bytes) / reply.record_bytes);
+    if (whole != 0 || claimed == 0) return whole;
+    const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);
+    const bool has_list = rule != nullptr && rule->list.ends_reply && reply.payload_bytes >= header_bytes + rule->list.first_offset;
+    return has_list ? 1 : 0;
+}
+
 }  // namespace
 
 namespace nprm {
@@ -167,7 +173,7 @@ void convert_reply(uint32_t component, const uint8_t *payload, uint32_t payload_
 
     const uint32_t claimed_units = read_u32(payload + offsetof(nprm_message_header, units));
     incoming reply = {payload, std::min<uint32_t>(payload_bytes, NPRM_MESSAGE_BYTES_MAX), read_u32(payload), 0, row.record_bytes};
-    reply.units = std::min(claimed_units, (reply.payload_bytes - header_bytes) / row.record_bytes);
+    reply.units = units_that_came(component, reply, claimed_units);
     if (reply.units < claimed_units)
         NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_api_ipc_msg_handler", __LINE__, "Reply of component %u claims %u records, %u came.",
                     component, claimed_units, reply.units);
