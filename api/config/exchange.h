@@ -51,21 +51,27 @@ struct object_operation {
     bool reads;
 };
 
+// A function of its own: on the card's ABI the loop needs all registers, and takes twice the time in the middle of its caller.
+template <typename Record, typename Fill>
+__attribute__((noinline)) void fill_records(Record *records, size_t count, size_t start, Fill fill) {
+    for (size_t i = 0; i < count; ++i)
+        fill(records[i], start + i);
+}
+
 // fill(record, i) writes what object i sends, take(record, i) hands a read on; objects that the reply lacks are left alone.  The
 // slot keeps a reply that refuses.
 template <typename Message, typename Fill, typename Take>
 uint32_t send_objects(const object_operation &all, Fill fill, Take take) {
-    for (uint32_t start = 0;;) {
-        const uint32_t part = std::min(all.count - start, all.units_max);
+    for (size_t start = 0;;) {
+        const uint32_t part = std::min(all.count - static_cast<uint32_t>(start), all.units_max);
         request<Message> message(all.component, all.operation, part);
         if (!message) return request_error();
-        for (uint32_t i = 0; i < part; ++i)
-            fill(message->record[i], start + i);
+        fill_records(message->record, part, start, fill);
         const uint32_t code = message.send(after_sending::keep_reply);
         if (code != NPRM_OK) return code;
         const reply<Message> answer(all.component);
         const uint32_t came = answer && all.reads ? std::min(answer->header.units, part) : 0;
-        for (uint32_t i = 0; i < came; ++i)
+        for (size_t i = 0; i < came; ++i)
             take(answer->record[i], start + i);
         start += part;
         if (start == all.count) return NPRM_OK;

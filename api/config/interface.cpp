@@ -55,6 +55,21 @@ uint32_t change_vlan(uint32_t operation, uint8_t group, uint16_t vlan, uint32_t 
     });
 }
 
+// Writes a next hop and 3 bytes more, which begin the next record and are written after this one: a message of entries takes half
+// the time of exact copies.  The last entry has no bytes behind it to copy.
+void fill_nexthop(nprm_if_record &record, const nprm_fib_nexthop *nexthop, bool last) {
+    constexpr size_t wide_bytes = 16;
+    static_assert(offsetof(nprm_if_message, record) + NPRM_FIB_ENTRIES_MAX * sizeof(nprm_if_record) - sizeof(nprm_fib_nexthop) +
+                      wide_bytes <=
+                  NPRM_MESSAGE_BYTES_MAX);
+    static_assert(wide_bytes - sizeof *nexthop <= sizeof record.fib.action);
+    uint8_t *to = reinterpret_cast<uint8_t *>(&record) + offsetof(nprm_if_fib_record, nexthop);
+    if (last)
+        memcpy(to, nexthop, sizeof *nexthop);
+    else
+        memcpy(to, static_cast<const void *>(nexthop), wide_bytes);
+}
+
 uint32_t low_byte(uint32_t code) {
     return code & 0xFF;
 }
@@ -140,8 +155,12 @@ uint32_t nprm_bg_del_vlan_cfg(uint8_t group, uint16_t vlan, uint32_t value) {
 uint32_t nprm_fib_op(uint32_t /*family*/, uint32_t action, uint32_t count, nprm_fib_prefix *prefixes, nprm_fib_nexthop *nexthops) {
     if (count == 0) return NPRM_OK;
     if (prefixes == nullptr || nexthops == nullptr) return refuse_null(__func__);
-    const auto fill = [=](nprm_if_record &record, uint32_t i) { record.fib = {action, prefixes[i], nexthops[i]}; };
-    const auto take = [=](const nprm_if_record &record, uint32_t i) {
+    const auto fill = [=](nprm_if_record &record, size_t i) {
+        record.fib.action = action;
+        record.fib.prefix = prefixes[i];
+        fill_nexthop(record, nexthops + i, i + 1 == count);
+    };
+    const auto take = [=](const nprm_if_record &record, size_t i) {
         prefixes[i] = record.fib.prefix;
         nexthops[i] = record.fib.nexthop;
     };

@@ -12,20 +12,15 @@ namespace {
 
 using nprm::refuse_null;
 
-// Both addresses of a record, which lie at different places in the sender's and the message's.
-template <typename To, typename From>
-void copy_addresses(To &to, const From &from, size_t bytes) {
-    memcpy(to.address_a, from.address_a, bytes);
-    memcpy(to.address_b, from.address_b, bytes);
-}
-
-// Lengths that the compiler knows: the records are written as fast as memory is.
+// A record of the caller's as it goes out: all that stands before the addresses, and of each address 4 bytes or all.
 template <typename Record>
-void fill_addresses(Record &record, const Record &from, bool four_bytes) {
-    if (four_bytes)
-        copy_addresses(record, from, sizeof(uint32_t));
-    else
-        copy_addresses(record, from, sizeof from.address_a);
+void fill_record(Record &to, const Record &from, bool four_bytes) {
+    if (!four_bytes) {
+        to = from;
+        return;
+    }
+    memcpy(static_cast<void *>(&to), &from, offsetof(Record, address_a) + sizeof(uint32_t));
+    memcpy(to.address_b, from.address_b, sizeof(uint32_t));
 }
 
 template <typename Fill>
@@ -35,11 +30,12 @@ uint32_t send_fdm(uint32_t operation, Fill fill) {
 }
 
 void fill_wccp_entry(nprm_wccp_entry &to, const nprm_wccp_entry &from) {
-    to.flags = from.flags;
     if ((from.flags & NPRM_WCCP_MAC_FLAG) != 0)
-        memcpy(to.address_a, from.address_a, 6);
+        memcpy(&to, &from, offsetof(nprm_wccp_entry, address_a) + NPRM_WCCP_MAC_BYTES);
     else if ((from.flags & (NPRM_WCCP_IPV4_FLAG | NPRM_WCCP_IPV6_FLAG)) != 0)
-        fill_addresses(to, from, (from.flags & NPRM_WCCP_IPV4_FLAG) != 0);
+        fill_record(to, from, (from.flags & NPRM_WCCP_IPV4_FLAG) != 0);
+    else
+        to.flags = from.flags;
 }
 
 }  // namespace
@@ -47,15 +43,12 @@ void fill_wccp_entry(nprm_wccp_entry &to, const nprm_wccp_entry &from) {
 uint32_t nprm_sn_op(uint32_t op, uint32_t count, const uint8_t *ids, nprm_service_node *records) {
     if (count == 0) return NPRM_ERROR;
     if (ids == nullptr || records == nullptr) return refuse_null(__func__);
-    const auto fill = [=](nprm_fdm_node_record &record, uint32_t i) {
-        const nprm_service_node &node = records[i];
+    const auto fill = [=](nprm_fdm_node_record &record, size_t i) {
         record.result = op;
         record.id = ids[i];
-        record.node.flags = node.flags;
-        record.node.u16_1 = node.u16_1;
-        fill_addresses(record.node, node, (node.flags & NPRM_SERVICE_IPV4_FLAG) != 0);
+        fill_record(record.node, records[i], (records[i].flags & NPRM_SERVICE_IPV4_FLAG) != 0);
     };
-    const auto take = [=](const nprm_fdm_node_record &record, uint32_t i) { records[i] = record.node; };
+    const auto take = [=](const nprm_fdm_node_record &record, size_t i) { records[i] = record.node; };
     return nprm::send_objects<nprm_fdm_node_message>(
         {NPRM_COMPONENT_FDM, NPRM_FDM_SERVICE_NODE, NPRM_FDM_UNITS_MAX, count, op == NPRM_FDM_READ}, fill, take);
 }
@@ -63,14 +56,14 @@ uint32_t nprm_sn_op(uint32_t op, uint32_t count, const uint8_t *ids, nprm_servic
 uint32_t nprm_sng_op(uint32_t op, uint32_t count, const uint16_t *ids, nprm_service_node_group *records) {
     if (count == 0) return NPRM_ERROR;
     if (ids == nullptr || records == nullptr) return refuse_null(__func__);
-    const auto fill = [=](nprm_fdm_group_record &record, uint32_t i) {
+    const auto fill = [=](nprm_fdm_group_record &record, size_t i) {
         record.result = op;
         record.id = ids[i];
         record.flags = records[i].byte[0];
         memcpy(record.fields, records[i].byte + 1, sizeof record.fields);
     };
     // One byte before where they were sent from; it is meant so.
-    const auto take = [=](const nprm_fdm_group_record &record, uint32_t i) {
+    const auto take = [=](const nprm_fdm_group_record &record, size_t i) {
         memcpy(records[i].byte, record.fields, sizeof record.fields);
     };
     return nprm::send_objects<nprm_fdm_group_message>(
@@ -80,12 +73,12 @@ uint32_t nprm_sng_op(uint32_t op, uint32_t count, const uint16_t *ids, nprm_serv
 uint32_t nprm_sng_dist_op(uint32_t op, uint32_t count, const nprm_distribution_group *groups, nprm_distribution_member *members) {
     if (count == 0) return NPRM_ERROR;
     if (groups == nullptr || members == nullptr) return refuse_null(__func__);
-    const auto fill = [=](nprm_fdm_dist_record &record, uint32_t i) {
+    const auto fill = [=](nprm_fdm_dist_record &record, size_t i) {
         record.result = op;
         record.group = groups[i];
         record.member = members[i];
     };
-    const auto take = [=](const nprm_fdm_dist_record &record, uint32_t i) { members[i] = record.member; };
+    const auto take = [=](const nprm_fdm_dist_record &record, size_t i) { members[i] = record.member; };
     return nprm::send_objects<nprm_fdm_dist_message>(
         {NPRM_COMPONENT_FDM, NPRM_FDM_DISTRIBUTION, NPRM_FDM_UNITS_MAX, count, op == NPRM_FDM_READ}, fill, take);
 }
@@ -125,14 +118,12 @@ uint32_t nprm_set_pc_frame_version(uint8_t version) {
 uint32_t nprm_sc_op(uint32_t op, uint32_t count, const uint8_t *ids, nprm_service_context *records) {
     if (count == 0) return NPRM_ERROR;
     if (ids == nullptr || records == nullptr) return refuse_null(__func__);
-    const auto fill = [=](nprm_cmm_context_record &record, uint32_t i) {
-        const nprm_service_context &context = records[i];
+    const auto fill = [=](nprm_cmm_context_record &record, size_t i) {
         record.result = op;
         record.id = ids[i];
-        record.context.flags = context.flags;
-        fill_addresses(record.context, context, (context.flags & NPRM_SERVICE_CONTEXT_IPV4_FLAG) != 0);
+        fill_record(record.context, records[i], (records[i].flags & NPRM_SERVICE_CONTEXT_IPV4_FLAG) != 0);
     };
-    const auto take = [=](const nprm_cmm_context_record &record, uint32_t i) { records[i] = record.context; };
+    const auto take = [=](const nprm_cmm_context_record &record, size_t i) { records[i] = record.context; };
     return nprm::send_objects<nprm_cmm_context_message>(
         {NPRM_COMPONENT_CMM, NPRM_CMM_SERVICE_CONTEXT, NPRM_CMM_UNITS_MAX, count, op == NPRM_CMM_READ}, fill, take);
 }
@@ -161,12 +152,12 @@ uint32_t nprm_scg_op(uint32_t op, uint8_t group, nprm_service_context_group *lis
 uint32_t nprm_wccp_op(uint32_t op, uint32_t count, const uint8_t *ids, nprm_wccp_entry *records) {
     if (count == 0) return NPRM_ERROR;
     if (ids == nullptr || records == nullptr) return refuse_null(__func__);
-    const auto fill = [=](nprm_wccp_entry_record &record, uint32_t i) {
+    const auto fill = [=](nprm_wccp_entry_record &record, size_t i) {
         record.result = op;
         record.id = ids[i];
         fill_wccp_entry(record.entry, records[i]);
     };
-    const auto take = [=](const nprm_wccp_entry_record &record, uint32_t i) { records[i] = record.entry; };
+    const auto take = [=](const nprm_wccp_entry_record &record, size_t i) { records[i] = record.entry; };
     return nprm::send_objects<nprm_wccp_entry_message>(
         {NPRM_COMPONENT_WCCP, NPRM_WCCP_ENTRY, NPRM_WCCP_UNITS_MAX, count, op == NPRM_WCCP_READ}, fill, take);
 }

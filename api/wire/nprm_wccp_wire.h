@@ -19,6 +19,7 @@ typedef enum nprm_wccp_operation { NPRM_WCCP_ENTRY = 0, NPRM_WCCP_SET_MTU = 1 } 
 enum {
     NPRM_WCCP_READ = 1,         /* the sub-operation that reads */
     NPRM_WCCP_UNITS_MAX = 1638, /* a message: 65,528 bytes */
+    NPRM_WCCP_MAC_BYTES = 6,
     /* What an entry's addresses are.  The first of these flags that is set counts; without any, there are none. */
     NPRM_WCCP_MAC_FLAG = 8,  /* address_a is 6 bytes of MAC, address_b is none */
     NPRM_WCCP_IPV4_FLAG = 2, /* 4 bytes each: host-order integers */
