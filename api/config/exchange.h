@@ -15,6 +15,7 @@ inline uint32_t refuse_null(const char *function) {
 
 // A reply that ends before the output that its result code 0 promises.
 inline uint32_t refuse_short(const char *function, uint32_t units, uint32_t needed) {
+    if (reply_was_cut()) return NPRM_ERROR;
     return NPRM_FAIL(function, NPRM_ERROR, "Malformed reply: %u records, %u are needed.", units, needed);
 }
 

@@ -143,6 +143,10 @@ constexpr bool well_formed(const reply_rule (&rules)[count], uint32_t record_byt
         const reply_list &list = rules[row].list;
         if (list.element_bytes != 0 && (list.count_offset + sizeof(uint32_t) > end || list.first_offset > record_bytes))
             return false;
+        // A reply that ends inside its record is copied as one run.
+        if (list.ends_reply &&
+            (rules[row].fields[0].offset != sizeof(uint32_t) || rules[row].fields[0].bytes + sizeof(uint32_t) != record_bytes))
+            return false;
     }
     return true;
 }

@@ -75,14 +75,15 @@ TEST(Layouts, DebugRecordIsTheSameOnBothAbis) {
     EXPECT_EQ(offsetof(ad_debug_cfg, reserved), 12u);
 }
 
-TEST(Layouts, TransportMessageIs64Bytes) { EXPECT_EQ(sizeof(ruv_message), 64u); }
+TEST(Layouts, TransportMessageIs64Bytes) {
+    EXPECT_EQ(sizeof(ruv_message), 64u);
+}
 
 TEST(Layouts, PoolDescriptorHasItsFieldsInOrder) {
-    const size_t offsets[] = {offsetof(nprm_buffer_pool, name),      offsetof(nprm_buffer_pool, reserved),
-                              offsetof(nprm_buffer_pool, count),     offsetof(nprm_buffer_pool, size),
-                              offsetof(nprm_buffer_pool, lock),      offsetof(nprm_buffer_pool, area),
-                              offsetof(nprm_buffer_pool, free_head), offsetof(nprm_buffer_pool, free_tail),
-                              offsetof(nprm_buffer_pool, next)};
+    const size_t offsets[] = {
+        offsetof(nprm_buffer_pool, name),      offsetof(nprm_buffer_pool, reserved),  offsetof(nprm_buffer_pool, count),
+        offsetof(nprm_buffer_pool, size),      offsetof(nprm_buffer_pool, lock),      offsetof(nprm_buffer_pool, area),
+        offsetof(nprm_buffer_pool, free_head), offsetof(nprm_buffer_pool, free_tail), offsetof(nprm_buffer_pool, next)};
     const size_t on_target[] = {0, 4, 8, 12, 16, 40, 44, 48, 52};
     const size_t on_native[] = {0, 8, 12, 16, 24, 64, 72, 80, 88};
     for (size_t i = 0; i < std::size(offsets); ++i)
@@ -90,7 +91,9 @@ TEST(Layouts, PoolDescriptorHasItsFieldsInOrder) {
     EXPECT_EQ(sizeof(nprm_buffer_pool), target ? 56u : 96u);
 }
 
-TEST(Layouts, LinkHeaderIs16BytesOnTheTarget) { EXPECT_EQ(sizeof(nprm_link), target ? 16u : 24u); }
+TEST(Layouts, LinkHeaderIs16BytesOnTheTarget) {
+    EXPECT_EQ(sizeof(nprm_link), target ? 16u : 24u);
+}
 
 TEST(Layouts, PoolStorageIsCountTimesSizeAndHeader) {
     EXPECT_EQ(NPRM_POOL_BYTES(11u, 65536u), target ? 11u * 65552u : 11u * 65560u);

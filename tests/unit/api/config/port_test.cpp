@@ -151,7 +151,7 @@ TEST_P(Sfp, ReadsWhoseReplyIsCutAreMalformed) {
         reply.resize(bytes);
         ruv.reply(reply);
         const std::string log = stderr_of([&] { EXPECT_EQ(read(buffer, 256), 1u); });
-        EXPECT_NE(log.find(": Malformed reply: 0 records, 1 are needed."), std::string::npos) << log;
+        EXPECT_NE(log.find("claims 1 records, 0 came."), std::string::npos) << log;
         EXPECT_EQ(buffer[0], 0x5A);
         expect_slot_empty(1);
     }
@@ -178,7 +178,8 @@ TEST_F(Port, AGetWhoseReplyHasNoRecordIsMalformed) {
         stderr_of([&] { EXPECT_EQ(each.call(), 1u) << each.name; });
         put_u32(reply, 4, 0);
         ruv.reply(reply);
-        stderr_of([&] { EXPECT_EQ(each.call(), 1u) << each.name; });
+        const std::string log = stderr_of([&] { EXPECT_EQ(each.call(), 1u) << each.name; });
+        EXPECT_NE(log.find("): Malformed reply: 0 records, 1 are needed."), std::string::npos) << log;
         EXPECT_EQ(out, 77u);
         expect_slot_empty(1);
     }
