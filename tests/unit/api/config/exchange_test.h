@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "api/frame/component.h"
 #include "api/frame/nprm_client.h"
 #include "api/frame/nprm_pool.h"
@@ -105,6 +108,29 @@ class exchange_test : public scripted_client {
     }
 
     void expect_slot_empty(uint32_t component) { EXPECT_EQ(nprm_reply_slot[component], nullptr); }
+};
+
+// Records whose last byte is the last of a page: who reads on behind them is stopped by the machine.
+template <typename Record>
+class records_at_page_end {
+  public:
+    explicit records_at_page_end(size_t count)
+        : page_bytes_(static_cast<size_t>(sysconf(_SC_PAGESIZE))),
+          pages_(
+              static_cast<uint8_t *>(mmap(nullptr, 2 * page_bytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))),
+          first_(reinterpret_cast<Record *>(pages_ + page_bytes_ - count * sizeof(Record))) {
+        mprotect(pages_ + page_bytes_, page_bytes_, PROT_NONE);
+    }
+    ~records_at_page_end() { munmap(pages_, 2 * page_bytes_); }
+    records_at_page_end(const records_at_page_end &) = delete;
+    records_at_page_end &operator=(const records_at_page_end &) = delete;
+
+    Record *data() const { return first_; }
+
+  private:
+    size_t page_bytes_;
+    uint8_t *pages_;
+    Record *first_;
 };
 
 template <typename Record>

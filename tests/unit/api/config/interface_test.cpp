@@ -174,6 +174,15 @@ TEST_F(Fib, AnEntryIsARecordOfActionPrefixAndNextHop) {
     expect_slot_empty(3);
 }
 
+TEST_F(Fib, NothingBehindTheArraysIsRead) {
+    const records_at_page_end<nprm_fib_prefix> prefixes(2);
+    const records_at_page_end<nprm_fib_nexthop> nexthops(2);
+    nexthops.data()[1].bytes_7[5] = 0x7E;
+    ruv.reply(std::vector<uint8_t>(12));
+    EXPECT_EQ(nprm_v4_fib_op(1, 2, prefixes.data(), nexthops.data()), 0u);
+    EXPECT_BYTES(ruv.last_request(), 77, "7e");
+}
+
 TEST_F(Fib, BothFamiliesGoOutAlike) {
     routes all(3);
     const auto request_of = [&](const std::function<uint32_t()> &call) {

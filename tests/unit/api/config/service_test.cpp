@@ -421,6 +421,14 @@ TEST_F(ContextGroup, GoesOutWithItsLengthAsGivenAndAtMost29Bytes) {
     }
 }
 
+TEST_F(ContextGroup, NothingBehindThe29BytesIsRead) {
+    const records_at_page_end<nprm_service_context_group> lists(1);
+    lists.data()->length = 255;
+    ruv.reply(reply_of(1, 38, {0}));
+    EXPECT_EQ(nprm_scg_op(0, 1, lists.data()), 0u);
+    EXPECT_BYTES(ruv.last_request(), 16, "ff 00");
+}
+
 TEST_F(ContextGroup, IsReadAsSeventeenBytesClearedBehindTheList) {
     ruv.reply(list_reply(5));
     EXPECT_EQ(nprm_scg_op(1, 1, &list), 0u);
