@@ -21,6 +21,9 @@
 #include "frame/nprm_shm.h"
 
 /* What can be configured. */
+#include "config/nprm_flow_learning.h"
+#include "config/nprm_interface.h"
+#include "config/nprm_port.h"
 #include "config/nprm_service.h"
 #include "config/nprm_tcam.h"
 

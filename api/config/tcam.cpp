@@ -2,10 +2,8 @@
 
 #include "nprm_tcam.h"
 
-#include "../frame/log.h"
-#include "../frame/request.h"
+#include "exchange.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdio>
@@ -14,6 +12,8 @@
 namespace {
 
 using nprm::after_sending;
+using nprm::refuse_null;
+using nprm::refuse_short;
 using tcam_request = nprm::request<nprm_tcam_message>;
 using tcam_reply = nprm::reply<nprm_tcam_message>;
 
@@ -57,16 +57,6 @@ void fill_single(nprm_tcam_message &message) {
     message.progress.start_index = 0;
     message.progress.first = 1;
     message.progress.last = 1;
-}
-
-uint32_t refuse_null(const char *function) {
-    return NPRM_FAIL(function, NPRM_ERROR_PARAM, "An argument is a null pointer.");
-}
-
-// A reply that ends before the output that its result code 0 promises.
-uint32_t refuse_short(const char *function, uint32_t units, uint32_t needed) {
-    if (nprm::reply_was_cut()) return NPRM_ERROR;
-    return NPRM_FAIL(function, NPRM_ERROR, "Malformed reply: %u records, %u are needed.", units, needed);
 }
 
 // fill(entry, part, i) writes entry i of a message; after() runs after each message that went well.
