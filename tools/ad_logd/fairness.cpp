@@ -42,7 +42,7 @@ bool rate_limit::may_pass(const sender &who, int64_t now_ns) {
 
 rate_limit::entry &rate_limit::entry_of(const sender &who, int64_t now_ns) {
     const auto mixed = static_cast<uint64_t>(static_cast<uint32_t>(who.pid)) * 0x9E3779B97F4A7C15U + who.uid * 0xC2B2AE3D27D4EB4FU;
-    auto &set = sets_[(mixed >> 32) % sets_.size()];
+    auto &set = sets_[static_cast<size_t>(mixed >> 32) % sets_.size()];
     const auto found = std::ranges::find_if(set, [&who](const entry &e) { return e.used && e.who == who; });
     if (found != set.end()) return *found;
     entry &oldest = *std::ranges::min_element(set, {}, [](const entry &e) { return e.used ? e.last_ns : INT64_MIN; });

@@ -117,9 +117,9 @@ void file_sink::flush() {
         told(telling);
         torn_ = false;
     }
-    if (whole < written) cut_back_to(file_bytes_ + static_cast<off_t>(whole));
+    if (whole < written) cut_back_to(file_bytes_ + static_cast<int64_t>(whole));
     if (whole < lines_.size()) lose(lines_in(std::string_view(lines_).substr(std::max(whole, front.size()))), std::strerror(error));
-    file_bytes_ += static_cast<off_t>(whole);
+    file_bytes_ += static_cast<int64_t>(whole);
     lines_.clear();
 }
 
@@ -138,6 +138,6 @@ size_t file_sink::write_bytes(int &error) const {
     return written;
 }
 
-void file_sink::cut_back_to(off_t bytes) {
+void file_sink::cut_back_to(int64_t bytes) {
     torn_ = ftruncate(file_.get(), bytes) != 0;
 }

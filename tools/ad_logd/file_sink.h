@@ -9,8 +9,6 @@
 
 #include <cstddef>
 
-#include <sys/types.h>
-
 struct file_options {
     std::string path;
     line_form form;
@@ -32,11 +30,11 @@ class file_sink : public sink {
     bool is_ready();
     void rotate();
     size_t write_bytes(int &error) const;
-    void cut_back_to(off_t bytes);
+    void cut_back_to(int64_t bytes);
 
     file_options options_;
     unique_fd file_;
-    off_t file_bytes_ = 0;
+    int64_t file_bytes_ = 0;
     bool torn_ = false;  // the file ends inside a record
     std::string lines_;
 };
