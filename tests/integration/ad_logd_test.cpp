@@ -56,6 +56,7 @@ TEST_F(AdLogd, WritesWhatTheLibraryLogs) {
     ad_debug_to_syslogd = 0;
     ad_debug_set_process_name("host");
     ASSERT_EQ(ad_init_debug_lib(daemon.base().c_str()), 0);
+    ad_debug_cfg *const log_record = ad_debug_cfg_p;
     ASSERT_EQ(ad_set_special_log_path((files / "special").c_str()), 0);
     ad_debug_print(1, "ERRO", "port %d is down\n", 3);
     ad_errorlog_printf_special("to the special log");
@@ -68,6 +69,8 @@ TEST_F(AdLogd, WritesWhatTheLibraryLogs) {
     EXPECT_TRUE(lines[1].ends_with("Z special" + who + "to the special log")) << lines[1];
     EXPECT_EQ(daemon.stop(), 0);
     EXPECT_THAT(daemon.output(), HasSubstr("received 2, malformed 0, lost 0, cut 0, folded 0\n"));
+    EXPECT_EQ(ad_return_ad_debug_cfg_p(ad_debug_cfg_p), 0);
+    EXPECT_EQ(ad_return_ad_debug_cfg_p(log_record), 0);
 }
 
 TEST_F(AdLogd, FollowsTheSendersTimeAndShowsAClaimThatDiffers) {
