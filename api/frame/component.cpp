@@ -16,6 +16,7 @@ constinit const uint32_t nprm_component_opcode[NPRM_COMPONENT_COUNT] = {NPRM_COM
 
 alignas(16) constinit uint8_t nprm_reply_area[NPRM_MESSAGE_BYTES_MAX] = {};
 constinit uint8_t *nprm_reply_slot[NPRM_COMPONENT_COUNT] = {};
+constinit uint32_t nprm_reply_bytes = 0;
 
 namespace {
 
@@ -112,6 +113,12 @@ bool convert_debug(uint32_t /*component*/, const incoming &reply) {
     return true;
 }
 
+// Statistics: all that came.  A reply is as long as its list of ids or counters, not so many records.
+bool convert_statistics(uint32_t /*component*/, const incoming &reply) {
+    copy_run(reply, 0, reply.payload_bytes);
+    return true;
+}
+
 enum class result_rule : uint8_t { none, first_record, first_failure };
 
 struct component_row {
@@ -130,7 +137,7 @@ constexpr component_row rows[] = {
     {NPRM_COMPONENT_IF, NPRM_RECORD_BYTES_IF, result_rule::first_record, false, nullptr, convert_by_rule},
     {NPRM_COMPONENT_INTR, NPRM_RECORD_BYTES_INTR, result_rule::none, false, nullptr, nullptr},
     {NPRM_COMPONENT_NPA, NPRM_RECORD_BYTES_NPA, result_rule::first_record, false, "nprm_npa_api_msg_handler", convert_by_rule},
-    {NPRM_COMPONENT_STATS, NPRM_RECORD_BYTES_STATS, result_rule::first_record, true, nullptr, convert_by_rule},
+    {NPRM_COMPONENT_STATS, NPRM_RECORD_BYTES_STATS, result_rule::first_record, true, nullptr, convert_statistics},
     {NPRM_COMPONENT_TCAM, NPRM_RECORD_BYTES_TCAM, result_rule::first_record, true, nullptr, convert_by_rule},
     {NPRM_COMPONENT_TM, NPRM_RECORD_BYTES_TM, result_rule::none, false, nullptr, nullptr},
     {NPRM_COMPONENT_WCCP, NPRM_RECORD_BYTES_WCCP, result_rule::first_failure, false, nullptr, convert_by_rule},
@@ -144,9 +151,6 @@ constexpr bool numbered_by_row() {
     return std::size(rows) == NPRM_COMPONENT_COUNT;
 }
 static_assert(numbered_by_row(), "a component row is missing or out of place");
-
-// How far the reply before this one reached into the area: what it left there is cleared, and no more.
-constinit uint32_t area_bytes = 0;
 
 uint32_t result_of(const component_row &row, const uint8_t *reply) {
     uint32_t result = read_u32(reply + header_bytes);
@@ -168,12 +172,12 @@ void convert_reply(uint32_t component, const uint8_t *payload, uint32_t payload_
     const uint32_t claimed_units = read_u32(payload + offsetof(nprm_message_header, units));
     incoming reply = {payload, std::min<uint32_t>(payload_bytes, NPRM_MESSAGE_BYTES_MAX), read_u32(payload), 0, row.record_bytes};
     reply.units = std::min(claimed_units, (reply.payload_bytes - header_bytes) / row.record_bytes);
-    if (reply.units < claimed_units)
+    if (reply.units < claimed_units && row.convert != convert_statistics)
         NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_api_ipc_msg_handler", __LINE__, "Reply of component %u claims %u records, %u came.",
                     component, claimed_units, reply.units);
 
-    memset(nprm_reply_area, 0, area_bytes);
-    area_bytes = reply.payload_bytes;
+    memset(nprm_reply_area, 0, nprm_reply_bytes);
+    nprm_reply_bytes = reply.payload_bytes;
     const nprm_message_header header = {reply.operation, reply.units};
     memcpy(nprm_reply_area, &header, sizeof header);
 
