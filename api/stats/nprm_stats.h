@@ -62,20 +62,22 @@ NPRM_API uint32_t nprm_clear_monitor_stats(void);
 NPRM_API uint32_t nprm_clear_all_np_stats(void);
 
 /* Does an nprm_stats_table_operation with entries of a table.
- *   ids: count entries, in; out for NPRM_STATS_ALLOCATE.  Null is entry 0 for all operations that find the entries without it:
- *        NPRM_STATS_SERVER, and reads and clears of tables 0 to 6
- *   data: reads: out count times counters_per_entry slots (nprm_stats_counter), released by the caller with free();
- *         NPRM_STATS_WRITE: in as many slots, from the heap; null or such slots for the others, which send at most 480 of them
- * Whatever fails once the operation has begun releases *data, the caller's slots too, and leaves null there; a call that is refused
- * for its arguments, or for want of the segment, leaves *data alone.  A write sends no entry of more than 480 slots.
- * A read of the row behind the last table gives an empty buffer.  Allocating in tables 0 to 6 clears the same place at the
- * beginning of the segment, inside table 7; it is meant so. Blocks: 75 receive attempts for each request; reads of tables 7 to 16
- * make none.   Threads: any.   Owns: reads take the buffer from the heap. */
+ *   ids: count entries, in; out for NPRM_STATS_ALLOCATE.  Null means entry 0 where the server alone needs them: NPRM_STATS_SERVER,
+ *        and reads and clears of tables 0 to 6
+ *   data: reads: out count times counters_per_entry slots (nprm_stats_counter), released by the caller with free()
+ *         NPRM_STATS_WRITE: in as many slots, from the heap;   others: null, or such slots, of which a request sends 480 at most
+ * A failure releases *data, the caller's slots as well, and leaves null there; a call that is refused for its arguments, or for
+ * want of the segment, leaves *data alone.  A table of more than 480 slots an entry cannot be written. Reading the row behind the
+ * last table gives an empty buffer.  Allocating in tables 0 to 6 clears the same place at the segment's beginning, inside table 7;
+ * it is meant so.
+ *
+ * Blocks: 75 receive attempts a request; reads of tables 7 to 16 make none.   Threads: any.   Owns: reads take the buffer from the
+ * heap. */
 NPRM_API int nprm_stats_op(uint32_t table, uint32_t op, uint32_t count, uint32_t *ids, void **data);
 
 /* The same with entry 0 of a table 0 to 6; op: NPRM_STATS_READ to NPRM_STATS_READ_CLEAR.
- *   values: the first count of each slot, counters_per_entry of them.  Reads: out, released by the caller with free(), also when
- * the exchange failed; NPRM_STATS_WRITE: in, the second counts are 0; NPRM_STATS_CLEAR: not used */
+ *   values: counters_per_entry first counts.  Reads: out, released by the caller with free(), also when the exchange failed
+ *           NPRM_STATS_WRITE: in, the second counts are 0;   NPRM_STATS_CLEAR: not used */
 NPRM_API uint32_t nprm_stats_hw_op(uint32_t table, int op, uint64_t **values);
 
 /* Where a counter is: by the network processor's number, by entry and index, by its address in the segment whose base is given.

@@ -97,7 +97,7 @@ struct table_call {
     // The operations that find their entries by the ids, or return them.
     bool needs_ids() const {
         if (op == NPRM_STATS_ALLOCATE || op == NPRM_STATS_WRITE) return true;
-        return (reads() || op == NPRM_STATS_CLEAR) && in_segment() && table < NPRM_STATS_TABLE_COUNT;
+        return in_segment() && (op == NPRM_STATS_CLEAR || (reads() && table < NPRM_STATS_TABLE_COUNT));
     }
     bool needs_data() const { return reads() || (op == NPRM_STATS_WRITE && count != 0); }
     bool has_slots_to_send() const { return !reads() && data != nullptr && *data != nullptr; }

@@ -295,11 +295,11 @@ TEST_F(StatsOpFailure, ForArgumentsThatCannotBeSendsNothing) {
         uint32_t *ids;
         void **data;
     } cases[] = {
-        {18, 2, ids, &slots},    {0xFFFFFFFF, 0, ids, &slots}, {0, 6, ids, &slots},      {0, 0xFFFFFFFF, ids, &slots},
-        {16, 3, ids, &slots},    {17, 3, ids, &slots},         {8, 0, nullptr, nullptr}, {3, 0, nullptr, nullptr},
-        {8, 2, nullptr, &slots}, {8, 5, nullptr, &slots},      {8, 4, nullptr, nullptr}, {8, 3, nullptr, &slots},
-        {8, 2, ids, nullptr},    {3, 2, ids, nullptr},         {3, 5, ids, nullptr},     {8, 3, ids, nullptr},
-        {8, 3, ids, &none},
+        {18, 2, ids, &slots},      {0xFFFFFFFF, 0, ids, &slots}, {0, 6, ids, &slots},      {0, 0xFFFFFFFF, ids, &slots},
+        {16, 3, ids, &slots},      {17, 3, ids, &slots},         {8, 0, nullptr, nullptr}, {3, 0, nullptr, nullptr},
+        {8, 2, nullptr, &slots},   {8, 5, nullptr, &slots},      {8, 4, nullptr, nullptr}, {17, 4, nullptr, nullptr},
+        {17, 0, nullptr, nullptr}, {8, 3, nullptr, &slots},      {8, 2, ids, nullptr},     {3, 2, ids, nullptr},
+        {3, 5, ids, nullptr},      {8, 3, ids, nullptr},         {8, 3, ids, &none},
     };
     for (const auto &each : cases) {
         const std::string log = failure_of(each.table, each.op, 1, each.ids, each.data);

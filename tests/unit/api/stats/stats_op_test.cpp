@@ -186,6 +186,19 @@ TEST_F(StatsOp, ReadsOfTheRowBehindTheLastTableAreEmpty) {
     EXPECT_TRUE(ruv.sends.empty());
 }
 
+TEST_F(StatsOp, OnTheRowBehindTheLastTableTouchNothing) {
+    std::memset(segment_, 0xEE, 4096);
+    uint32_t ids[2] = {0, 0xFFFFFFFF};
+    ruv.reply(stats_reply(1, 0));
+    EXPECT_EQ(nprm_stats_op(17, 4, 2, ids, nullptr), 1);
+    ruv.reply(stats_reply(1, 8));
+    EXPECT_EQ(nprm_stats_op(17, 0, 2, ids, nullptr), 1);
+    EXPECT_EQ(ids[1], 0u);
+    EXPECT_EQ(segment_[0], 0xEE);
+    EXPECT_EQ(ruv.sends.size(), 2u);
+    expect_clean();
+}
+
 TEST_F(StatsOp, OfNoEntriesIsDoneAtOnce) {
     for (uint32_t op = 0; op <= 5; ++op) {
         void *data = nullptr;
