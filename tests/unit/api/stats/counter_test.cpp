@@ -47,9 +47,12 @@ class CountersBesideAWriter : public stats_fixture {
             std::this_thread::yield();
     }
     void TearDown() override {
-        stop_ = true;
-        writer_.join();
+        stop_writer();
         stats_fixture::TearDown();
+    }
+    void stop_writer() {
+        stop_ = true;
+        if (writer_.joinable()) writer_.join();
     }
 
     // How many of the counts are neither of the writer's values.
@@ -99,6 +102,32 @@ TEST_F(CountersBesideAWriter, AreNeverTornByReadAndClear) {
         }
         free(data);
     }
+    EXPECT_EQ(torn, 0u);
+}
+
+TEST_F(CountersBesideAWriter, AreSeenClearedWholeByOthers) {
+    stop_writer();  // this thread writes, another one looks on
+    constexpr uint64_t written = 0x100000001;
+    constexpr size_t written_counts = 8;
+    uint8_t *own = segment_ + table_14;
+    std::memset(own, 0, 8 * written_counts);
+    std::atomic<bool> done{false};
+    std::atomic<uint64_t> torn{0}, cleared{0};
+    std::thread other([&] {
+        for (size_t i = 0; !done; i = (i + 1) % written_counts) {
+            const uint64_t count = nprm::load_count(own + 8 * i);
+            if (count == 0) ++cleared;
+            if (count != 0 && count != written) ++torn;
+        }
+    });
+    const uint64_t addresses[2] = {reinterpret_cast<uintptr_t>(own), reinterpret_cast<uintptr_t>(own) + 32};
+    for (uint64_t clears = 0; clears < wanted_reads / 20 || cleared == 0; ++clears) {
+        for (size_t i = 0; i < written_counts; ++i)
+            nprm::store_count(own + 8 * i, written);
+        clear_data_from_shm(8, 2, addresses);
+    }
+    done = true;
+    other.join();
     EXPECT_EQ(torn, 0u);
 }
 

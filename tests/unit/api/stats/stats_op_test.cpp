@@ -276,6 +276,11 @@ TEST_F(StatsOp, CallersSlotsAreSentWithTheOtherOperationsButAtMost480) {
         EXPECT_BYTES(ruv.last_request(), 16, "14 00 00 00");
         EXPECT_BYTES(ruv.last_request(), 1940, "00 50 00 00 00 00 00 00  01 50 00 00 00 00 00 00");
         EXPECT_BYTES(ruv.last_request(), 9620 - 8, "bf 53 00 00 00 00 00 00");
+        for (int i = 0; i < 11; ++i) {
+            auto *buffer = static_cast<uint8_t *>(nprm_ipc_msg_malloc());
+            EXPECT_EQ(std::vector<uint8_t>(buffer + 9620, buffer + 10000), std::vector<uint8_t>(380, 0)) << "behind the record";
+            nprm_free(buffer);
+        }
     }
 }
 
