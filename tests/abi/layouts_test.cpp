@@ -67,6 +67,26 @@ TEST(Layouts, ConfigurationRecordsAreTheSameOnBothAbis) {
     EXPECT_EQ(offsetof(nprm_mac_message, record.sfp_length), 272u);
 }
 
+TEST(Layouts, StatisticsAreTheSameOnBothAbis) {
+    EXPECT_EQ(sizeof(nprm_stats_counter), 16u);
+    EXPECT_EQ(sizeof(nprm_stats_message), 9620u);
+    EXPECT_EQ(offsetof(nprm_stats_message, record.table), 8u);
+    EXPECT_EQ(offsetof(nprm_stats_message, record.operation), 12u);
+    EXPECT_EQ(offsetof(nprm_stats_message, record.count), 16u);
+    EXPECT_EQ(offsetof(nprm_stats_message, record.id), 20u);
+    EXPECT_EQ(offsetof(nprm_stats_message, record.counter), 1940u);
+    EXPECT_EQ(sizeof(nprm_stats_reply), 65536u);
+    EXPECT_EQ(offsetof(nprm_stats_reply, status), 8u);
+    EXPECT_EQ(offsetof(nprm_stats_reply, data), 16u);
+    EXPECT_EQ(sizeof(nprm_stats_table), 24u);
+    EXPECT_EQ(offsetof(nprm_stats_table, shm_offset), 4u);
+    EXPECT_EQ(offsetof(nprm_stats_table, np_base), 8u);
+    EXPECT_EQ(offsetof(nprm_stats_table, entries), 12u);
+    EXPECT_EQ(offsetof(nprm_stats_table, counters_per_entry), 16u);
+    EXPECT_EQ(offsetof(nprm_stats_table, counters_used), 20u);
+    EXPECT_EQ(sizeof stats_tbl_def, 432u);
+}
+
 TEST(Layouts, DebugRecordIsTheSameOnBothAbis) {
     EXPECT_EQ(sizeof(ad_debug_cfg), 140u);
     EXPECT_EQ(offsetof(ad_debug_cfg, level), 0u);
