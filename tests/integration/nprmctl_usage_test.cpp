@@ -117,7 +117,11 @@ TEST(NprmctlUsage, EndsWithStatus2AndNamesTheArgument) {
         {{"tcam", "create", "65536"}, "SIZE is \"65536\", it must be a number from 1 to 65535"},
         {{"tcam", "create", "010x"}, "SIZE is \"010x\", it must be a number from 1 to 65535"},
         {{"tcam", "delete", "256"}, "LIST is \"256\", it must be a number from 0 to 255"},
-        {{"tcam", "load", "old", "f"}, "LIST is \"old\", it must be a number from 0 to 255"},
+        {{"tcam", "load", "old", "f"},
+         "LIST is \"old\", it must be new or a number from 0 to 255\n  usage: nprmctl tcam load LIST|new FILE\n"},
+        {{"tcam", "space", "--directory", ""}, "--directory is empty, it must be a path"},
+        {{"tcam", "show", "0", "--count", "1", "--count", "2"}, "--count is given twice"},
+        {{"tcam", "show", "0", "--directory", "/a", "--directory", "/b"}, "--directory is given twice"},
         {{"tcam", "read", "0", "65535", "1"}, "POSITION is \"65535\", it must be a number from 0 to 65534"},
         {{"tcam", "remove", "0", "0", "0"}, "COUNT is \"0\", it must be a number from 1 to 65535"},
         {{"tcam", "show", "0", "--count", "0"}, "--count is \"0\", it must be a number from 1 to 65535"},
@@ -158,8 +162,10 @@ TEST(NprmctlUsage, RefusesAListThatNoTcamListHolds) {
 TEST(NprmctlError, ExplainsEveryCodeThatHasAName) {
     for (const char *empty : {"34", "101", "104", "106", "108", "112", "115", "170", "4294967295"}) {
         const nprmctl_run run = run_nprmctl({"error", empty});
-        EXPECT_EQ(run.status, 1) << empty;
-        EXPECT_THAT(run.errors, HasSubstr(std::string("no result code has the number ") + empty));
+        EXPECT_EQ(run.status, 0) << empty;
+        EXPECT_EQ(run.output, std::string("the number ") + empty + " has no name: the library prints \"(null)\" for it\n");
+        const nlohmann::json json = run_nprmctl({"error", empty, "--json"}).json();
+        EXPECT_EQ(json, nlohmann::json({{"code", std::stoull(empty)}, {"name", nullptr}})) << empty;
     }
     EXPECT_EQ(run_nprmctl({"error", "NPRM_ERROR_IF_EXIST"}).output,
               "code     120\n"
@@ -172,7 +178,21 @@ TEST(NprmctlError, ExplainsEveryCodeThatHasAName) {
     EXPECT_EQ(run_nprmctl({"error", "36", "--json"}).json().at("family"), "FDM: service nodes and distribution");
 }
 
+TEST(NprmctlHelp, IsAJsonDocumentWhenAsked) {
+    for (const strings &command : {strings{"--json", "tcam", "load", "--help"}, strings{"tcam", "load", "--help", "--json"},
+                                   strings{"help", "tcam", "load", "--json"}}) {
+        const nprmctl_run run = run_nprmctl(command);
+        EXPECT_EQ(run.status, 0);
+        ASSERT_TRUE(run.json().is_object()) << run.output;
+        EXPECT_THAT(std::string(run.json().at("help")), testing::StartsWith("usage: nprmctl tcam load LIST|new FILE\n"));
+    }
+}
+
 TEST(NprmctlVersion, IsPrinted) {
+    for (const strings &command : {strings{"--version", "--json"}, strings{"--json", "--version"}}) {
+        EXPECT_EQ(run_nprmctl(command).json(), nlohmann::json({{"version", NPRM_VERSION}}));
+        EXPECT_EQ(run_nprmctl(command).status, 0);
+    }
     EXPECT_EQ(run_nprmctl({"--version"}).output, "nprmctl " NPRM_VERSION "\n");
 }
 
