@@ -8,6 +8,8 @@
 
 #include <gmock/gmock.h>
 
+#include "simcard/nprm_simcard.h"
+
 namespace {
 
 using testing::HasSubstr;
@@ -241,19 +243,34 @@ TEST_F(Nprmctl, SaysThatNoCardRuns) {
     EXPECT_THAT(run.json().at("error").at("what"), StartsWith("no simulated card answers: "));
 }
 
+// Every kind of fault; the last one ends the card.
 TEST_F(Nprmctl, PrintsJsonWhateverTheCardAnswers) {
+#define KIND_OF(identifier, kind, help) kind,
+    constexpr std::string_view kinds[] = {NPRM_SIMCARD_FAULT_LIST(KIND_OF)};
+#undef KIND_OF
+    const scratch_variable wait("RUV_RECV_MS", "1");
     done({"tcam", "load", "new", "-"}, "permit ip any any\n");
-    for (uint32_t seed = 1; seed <= 10; ++seed)
-        for (const char *kind : {"corrupt", "truncate", "oversize", "duplicate"})
+    for (const std::string_view kind : kinds) {
+        const bool is_random = kind == "corrupt" || kind == "truncate" || kind == "oversize";
+        for (uint32_t seed = 1; seed <= (is_random ? 10U : 1U); ++seed)
             for (const strings &command :
                  {strings{"tcam", "show", "0", "--json"}, strings{"tcam", "lookup", "0", "tcp", "1.1.1.1", "1.1.1.1", "--json"},
                   strings{"status", "--json"}}) {
-                fault({{"kind", kind}, {"seed", seed}});
+                nlohmann::json request = {{"kind", kind}, {"seed", seed}};
+                if (kind == "delay" || kind == "result") request["value"] = 19 + seed;
+                fault(request);
                 const nprmctl_run run = run_nprmctl(command);
                 EXPECT_TRUE(run.status == 0 || run.status == 1) << kind << " " << seed << ": " << run.status;
                 EXPECT_TRUE(run.json().is_object()) << kind << " " << seed << ": " << run.output;
+                if (kind == "exit") {
+                    EXPECT_EQ(kind, kinds[std::size(kinds) - 1]);
+                    EXPECT_EQ(card.wait_for_end(), 1);
+                    return;
+                }
                 card.control({{"command", "fault"}, {"kind", "none"}});
             }
+    }
+    FAIL() << "the card was not ended";
 }
 
 TEST_F(Nprmctl, SetsAndEndsFaults) {

@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+#include "simcard/nprm_simcard.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -84,7 +85,20 @@ TEST(NprmctlCompletion, CompletesInBash) {
     EXPECT_EQ(completed("nprmctl tcam re", 2), "read remove\n");
     EXPECT_EQ(completed("nprmctl tcam show 0 --fr", 4), "--from\n");
     EXPECT_EQ(completed("nprmctl status --j", 2), "--json\n");
-    EXPECT_EQ(completed("nprmctl tcam load new ", 4), "\n");  // left to bash: files
+    EXPECT_EQ(completed("nprmctl tcam load new ''", 4), "\n");  // left to bash: files
+    EXPECT_EQ(completed("nprmctl --json st", 2), "status\n");
+    EXPECT_EQ(completed("nprmctl --directory /x --json tcam re", 5), "read remove\n");
+    EXPECT_EQ(completed("nprmctl --verbose tcam show 0 --fr", 5), "--from\n");
+    EXPECT_EQ(completed("nprmctl --js", 1), "--json\n");
+    EXPECT_EQ(completed("nprmctl card fault d", 3), "drop delay duplicate\n");
+    EXPECT_EQ(completed("nprmctl card fault no", 3), "not-ready none\n");
+    EXPECT_EQ(completed("nprmctl card fault drop --component T", 5), "TCAM\n");
+    EXPECT_EQ(completed("nprmctl card fault drop --count ''", 5), "\n");
+    EXPECT_EQ(completed("nprmctl tcam load n", 3), "new\n");
+    EXPECT_EQ(completed("nprmctl help tcam cr", 3), "create\n");
+    EXPECT_EQ(completed("nprmctl help tc", 2), "tcam\n");
+    EXPECT_EQ(completed("nprmctl help card fault ''", 4), "\n");
+    EXPECT_EQ(completed("nprmctl completion ''", 2), "bash\n");
 }
 
 TEST(NprmctlManPage, NamesEveryCommandAndOption) {
@@ -97,6 +111,20 @@ TEST(NprmctlManPage, NamesEveryCommandAndOption) {
         for (const std::string &option : options_in(row.at("arguments")))
             EXPECT_THAT(heading, HasSubstr("Fl " + option.substr(1))) << name;
     }
+}
+
+// The kinds stand in one list, which the card reads too.
+TEST(NprmctlFaultKinds, AreInHelpCompletionAndManPage) {
+    const std::string help = run_nprmctl({"card", "fault", "--help"}).output, script = run_nprmctl({"completion", "bash"}).output;
+    const std::string page = content_of(NPRM_SOURCE_DIR "/docs/man/nprmctl.1"),
+                      card = content_of(NPRM_SOURCE_DIR "/docs/simulated-card.md");
+#define EXPECT_FAULT_KIND(identifier, kind, text)                                                                                  \
+    EXPECT_NE(help.find("\n  " kind ": " text "\n"), std::string::npos) << kind;                                                   \
+    EXPECT_THAT(script, testing::ContainsRegex("'2 card fault'. words=.*" kind));                                                  \
+    EXPECT_NE(page.find("\n.It Cm " kind "\n"), std::string::npos) << kind << " in the man page";                                  \
+    EXPECT_NE(card.find("\n| `" kind "` |"), std::string::npos) << kind << " in simulated-card.md";
+    NPRM_SIMCARD_FAULT_LIST(EXPECT_FAULT_KIND)
+#undef EXPECT_FAULT_KIND
 }
 
 TEST(NprmctlUsage, EndsWithStatus2AndNamesTheArgument) {
