@@ -2,22 +2,25 @@
 
 #include "nprm_tcam.h"
 
-#include "../frame/log.h"
-#include "../frame/request.h"
+#include "exchange.h"
 
-#include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
 using nprm::after_sending;
+using nprm::refuse_null;
+using nprm::refuse_short;
 using tcam_request = nprm::request<nprm_tcam_message>;
 using tcam_reply = nprm::reply<nprm_tcam_message>;
 
 constexpr uint32_t lookup_units = NPRM_TCAM_HEAD_UNITS + 1;
 
-// The bits of an ACL result's flag bytes that are taken from the caller; the others stay as the message buffer holds them.
-constexpr uint8_t acl_flag_bits[4] = {0x07, 0x03, 0x07, 0x01};
+// The bits of an ACL result's four flag bytes that are taken from the caller; the others stay as the message buffer holds them.
+constexpr auto acl_flag_bits = std::bit_cast<uint32_t>(std::array<uint8_t, 4>{0x07, 0x03, 0x07, 0x01});
 
 struct bulk_operation {
     uint32_t operation;
@@ -54,16 +57,6 @@ void fill_single(nprm_tcam_message &message) {
     message.progress.start_index = 0;
     message.progress.first = 1;
     message.progress.last = 1;
-}
-
-uint32_t refuse_null(const char *function) {
-    return NPRM_FAIL(function, NPRM_ERROR_PARAM, "An argument is a null pointer.");
-}
-
-// A reply that ends before the output that its result code 0 promises.
-uint32_t refuse_short(const char *function, uint32_t units, uint32_t needed) {
-    if (nprm::reply_was_cut()) return NPRM_ERROR;
-    return NPRM_FAIL(function, NPRM_ERROR, "Malformed reply: %u records, %u are needed.", units, needed);
 }
 
 // fill(entry, part, i) writes entry i of a message; after() runs after each message that went well.
@@ -111,10 +104,11 @@ void put_acl(nprm_tcam_acl_entry &entry, const nprm_tcam_acl_key &key, const npr
              const nprm_tcam_acl_result &result) {
     entry.key = key;
     entry.mask = mask;
-    for (uint32_t i = 0; i < sizeof acl_flag_bits; ++i) {
-        const uint8_t kept = static_cast<uint8_t>(entry.result.flags[i] & ~acl_flag_bits[i]);
-        entry.result.flags[i] = static_cast<uint8_t>(kept | (result.flags[i] & acl_flag_bits[i]));
-    }
+    uint32_t kept = 0, given = 0;
+    memcpy(&kept, entry.result.flags, sizeof kept);
+    memcpy(&given, result.flags, sizeof given);
+    const uint32_t merged = (kept & ~acl_flag_bits) | (given & acl_flag_bits);
+    memcpy(entry.result.flags, &merged, sizeof merged);
     entry.result.u32_4 = result.u32_4;
     entry.result.u32_8 = result.u32_8;
 }

@@ -35,7 +35,7 @@ struct incoming {
     uint32_t payload_bytes;  // at most the area's size
     uint32_t operation;
     uint32_t claimed_units;
-    uint32_t units;  // whole records that came
+    uint32_t units;  // records that came
     uint32_t record_bytes;
 };
 
@@ -99,20 +99,13 @@ void copy_list(uint32_t component, const incoming &reply, const nprm::reply_list
     copy_run(reply, header_bytes + reply.record_bytes, count * list.element_bytes);
 }
 
-const nprm::reply_rule *find_rule(uint32_t component, uint32_t operation) {
-    const nprm::reply_rules known = nprm::reply_rules_of(component);
-    const auto *end = known.rules + known.count;
-    const auto *rule = std::find_if(known.rules, end, [&](const nprm::reply_rule &row) { return row.operation == operation; });
-    return rule != end ? rule : nullptr;
-}
-
 bool covers_record(const record_runs &runs, const incoming &reply) {
     return runs.run[0].bytes == reply.record_bytes;
 }
 
 // The shape of all converters but two: the fields of the operation's row, in every record.  False when no row has the operation.
 bool convert_by_rule(uint32_t component, const incoming &reply) {
-    const nprm::reply_rule *rule = find_rule(component, reply.operation);
+    const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);
     if (rule == nullptr) return false;
     const record_runs runs = runs_of(*rule);
     const uint32_t records_end = header_bytes + reply.units * reply.record_bytes;
@@ -202,9 +195,10 @@ constinit bool cut = false;  // the reply in the area claimed more records than 
 
 // Clears what the reply before left, but for records that are about to be overwritten as a whole.
 void clear_area(uint32_t component, const incoming &reply) {
-    const nprm::reply_rule *rule = find_rule(component, reply.operation);
+    const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);
     const bool overwritten = rule != nullptr && covers_record(runs_of(*rule), reply);
-    const uint32_t first = overwritten ? header_bytes + reply.units * reply.record_bytes : header_bytes;
+    const uint32_t records_end = std::min(header_bytes + reply.units * reply.record_bytes, reply.payload_bytes);
+    const uint32_t first = overwritten ? records_end : header_bytes;
     if (first < area_bytes) memset(nprm_reply_area + first, 0, area_bytes - first);
 }
 
@@ -216,6 +210,15 @@ uint32_t result_of(const component_row &row, const uint8_t *reply) {
     for (uint32_t record = 1; record < units && result == NPRM_OK; ++record)
         result = read_u32(reply + header_bytes + record * row.record_bytes);
     return result;
+}
+
+// The records that came.  One that its list ends early counts as whole.
+uint32_t units_that_came(uint32_t component, const incoming &reply) {
+    const uint32_t whole = std::min(reply.claimed_units, (reply.payload_bytes - header_bytes) / reply.record_bytes);
+    if (whole != 0 || reply.claimed_units == 0) return whole;
+    const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);
+    const bool has_list = rule != nullptr && rule->list.ends_reply && reply.payload_bytes >= header_bytes + rule->list.first_offset;
+    return has_list ? 1 : 0;
 }
 
 }  // namespace
@@ -230,7 +233,7 @@ void convert_reply(uint32_t component, const uint8_t *payload, uint32_t payload_
     memcpy(&header, payload, sizeof header);
     const uint32_t bytes = std::min<uint32_t>(payload_bytes, NPRM_MESSAGE_BYTES_MAX);
     incoming reply = {payload, bytes, header.operation, header.units, 0, row.record_bytes};
-    reply.units = std::min(reply.claimed_units, (reply.payload_bytes - header_bytes) / row.record_bytes);
+    reply.units = units_that_came(component, reply);
     cut = reply.units < reply.claimed_units;
     if (cut)
         NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_api_ipc_msg_handler", __LINE__, "Reply of component %u claims %u records, %u came.",

@@ -69,6 +69,7 @@ class reply {
 
     explicit operator bool() const { return nprm_reply_slot[component_] != nullptr; }
     const Message *operator->() const { return reinterpret_cast<const Message *>(nprm_reply_slot[component_]); }
+    const Message &operator*() const { return *operator->(); }
 
   private:
     uint32_t component_;
