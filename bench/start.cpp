@@ -41,7 +41,7 @@ void run_program(const std::string &path, const char *argument) {
 int main(int argc, char **argv) {
     benchmark_run run("start: a command for one question", argc, argv);
     exchange_servers servers(exchange_servers::answer::whole);
-    const std::string command = beside_this_program("nprmctl"), minimal = beside_this_program("bench_minimal_client");
+    const std::string command = beside_this_program("nprmctl"), minimal = beside_this_program("minimal_client");
     run.pair(
         "nprmctl status, beside a minimal C program", 1.5, [&] { run_program(command, "status"); },
         [&] { run_program(minimal, nullptr); });

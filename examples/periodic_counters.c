@@ -17,8 +17,9 @@ static void poll_free_entries(uint32_t call_count) {
     static uint32_t last;
     uint32_t free_entries = last; /* stays when no reply comes */
     if (nprm_tcam_v4_space(&free_entries) == 1 && (call_count == 0 || free_entries != last)) {
-        nprm_syslog(127, 0, 0, NPRM_LEVEL_ANY, "TCAM entries free: %u (%+d)\n", free_entries,
-                    call_count == 0 ? 0 : (int)(free_entries - last));
+        if ((nprm_syslog_flag & NPRM_LEVEL_ANY) != 0)
+            nprm_syslog(127, 0, 0, NPRM_LEVEL_ANY, "%s(%d): TCAM entries free: %u (%+d)\n", __func__, __LINE__, free_entries,
+                        call_count == 0 ? 0 : (int)(free_entries - last));
         last = free_entries;
     }
     atomic_fetch_add(&polls, 1);
@@ -36,9 +37,12 @@ int main(int argc, char **argv) {
     }
     const int timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
     const struct itimerspec every_tick = {{0, TICK_MS * 1000000}, {0, TICK_MS * 1000000}};
-    if (timer == -1 || timerfd_settime(timer, 0, &every_tick, NULL) != 0 || nprm_init_periodic() != 0 ||
-        nprm_register_periodic(POLL_TICKS, poll_free_entries) != 1) {
-        perror("periodic_counters: timer or scheduler");
+    if (timer == -1 || timerfd_settime(timer, 0, &every_tick, NULL) != 0) {
+        perror("periodic_counters: timer");
+        return 1;
+    }
+    if (nprm_init_periodic() != 0 || nprm_register_periodic(POLL_TICKS, poll_free_entries) != 1) {
+        fprintf(stderr, "periodic_counters: the scheduler has no thread or no room\n");
         return 1;
     }
     while (atomic_load(&polls) < wanted) {

@@ -22,7 +22,7 @@ bool is_used(const nprm_entry_table &table, uint32_t index) {
     return (table.bitmap[index / 8] & (0x80 >> index % 8)) != 0;
 }
 
-// As many whole blocks from a byte on as are full; the words of a block are looked at together.
+// The bytes of the whole blocks that are full, from the first one on; the words of a block are looked at together.
 uint32_t skip_full_blocks(const nprm_entry_table &table) {
     constexpr uint32_t words = 8;
     size_t block[words];
@@ -64,6 +64,8 @@ uint32_t turn_range(nprm_entry_table &table, uint32_t first, uint32_t n, turn wa
 
 void nprm_init_entry_table(nprm_entry_table *table) {
     if (entries(*table) == 0) return;
+    // Bytes behind the one with the last entry would be given out: only the last byte is marked.
+    table->bytes = static_cast<uint16_t>(std::min<uint32_t>(table->bytes, NPRM_ENTRY_BYTES(table->count)));
     memset(table->bitmap, 0, table->bytes);
     table->bitmap[table->bytes - 1] = tail_masks[table->count % 8];
 }

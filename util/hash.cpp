@@ -2,6 +2,8 @@
 
 #include "nprm_hash.h"
 
+#include "../api/frame/log.h"
+
 #include <cstring>
 
 namespace {
@@ -67,7 +69,12 @@ nprm_hash_node *node_of(nprm_link *link) {
 void nprm_init_hash_table(nprm_hash_table *table) {
     for (uint32_t bucket = 0; bucket < table->buckets; ++bucket)
         table->bucket_heads[bucket] = nullptr;
-    if (table->node_pool->count != table->max_entries || table->node_pool->size < sizeof(nprm_hash_node)) table->max_entries = 0;
+    const nprm_buffer_pool &nodes = *table->node_pool;
+    if (nodes.count != table->max_entries || nodes.size < sizeof(nprm_hash_node)) {
+        NPRM_LOG(NPRM_LEVEL_ERROR, "node pool %s has %u buffers of %u bytes, the table needs %u of %u.\n", nodes.name, nodes.count,
+                 nodes.size, table->max_entries, static_cast<unsigned>(sizeof(nprm_hash_node)));
+        table->max_entries = 0;
+    }
     if (table->max_entries == 0) return;
     nprm_init_buffer_pool(table->node_pool);
     for (size_t i = 0; i < table->max_entries; ++i)

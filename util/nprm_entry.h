@@ -4,7 +4,7 @@
  *     static nprm_entry_table rows = NPRM_ENTRY_TABLE(1000, bitmap);
  *
  * A table of 0 entries is allowed: nothing can be taken from it.
- * Threads (all): none is locked out; the owner serialises access. */
+ * Threads (all): there is no lock; the owner serialises access. */
 #ifndef NPRM_ENTRY_H
 #define NPRM_ENTRY_H
 
@@ -27,7 +27,7 @@ typedef struct nprm_entry_table {
 #define NPRM_ENTRY_TABLE(count, bitmap)                                                                                            \
     { 0, count, NPRM_ENTRY_BYTES(count), bitmap }
 
-/* Frees all entries. */
+/* Frees all entries.  A bitmap that is longer than its entries need is taken for as long as they do: bytes is lowered to that. */
 NPRM_API void nprm_init_entry_table(nprm_entry_table *table);
 
 /* Takes the lowest free entry.   index: the entry, written on 1.   Returns 1, or 0 when all are used. */

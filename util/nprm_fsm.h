@@ -36,13 +36,17 @@ typedef struct nprm_fsm_entry {
 extern NPRM_API const nprm_fsm_entry nprm_sample_fsm;
 
 /* Runs a machine from NPRM_FSM_INITIAL to NPRM_FSM_FINAL.  The first row that matches state and event is taken; where none does,
- * the state stays. next_event: gives one event a call, and waits for it context: handed to the handlers Returns 1 at the end; 0 at
- * once for 0 rows or a null next_event, which could never end.   Blocks: as next_event and the handlers. Threads: any number of
- * machines at once. */
+ * the state stays.
+ *   rows, count: the table, read while the machine runs
+ *   next_event: gives one event a call, and waits for it
+ *   context: handed to the handlers
+ * Returns 1 at the end; 0 at once for 0 rows or a null next_event, which could never end.
+ * Blocks: as next_event and the handlers.   Threads: any number of machines at once. */
 NPRM_API uint32_t nprm_run_fsm(const nprm_fsm_entry *rows, uint32_t count, uint32_t (*next_event)(void), uintptr_t context);
 
 /* A handler for what should not come: says so on standard output and in the log.
- * Returns NPRM_FSM_FINAL, which ends the machine. */
+ *   context: not looked at; it is there so that the function stands in a row as every other handler does
+ * Returns NPRM_FSM_FINAL, which ends the machine.   Blocks: as standard output and the log.   Threads: any. */
 NPRM_API uint32_t nprm_fsm_unhandled(uint32_t state, uint32_t event, uintptr_t context);
 
 #ifdef __cplusplus

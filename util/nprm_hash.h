@@ -49,7 +49,7 @@ typedef struct nprm_hash_table {
     { 0, max_entries, key_size, value_size, buckets, PTHREAD_MUTEX_INITIALIZER, key_store, value_store, node_pool, bucket_heads }
 
 /* Initialises the table and its node pool; once a table, before other threads use pools.  A pool that has not max_entries buffers
- * of a node's size is left alone and max_entries becomes 0: nothing can be added then. */
+ * of a node's size is left alone and max_entries becomes 0: nothing can be added then, and one line at the error level says so. */
 NPRM_API void nprm_init_hash_table(nprm_hash_table *table);
 
 /* Adds an entry, or replaces the value of the entry that has the key.

@@ -22,13 +22,17 @@ NPRM_API int nprm_init_periodic(void);
 /* Has a callback called every `period` base ticks.  Periods from 5 on are cut to a multiple of 5, those from 50 on to a multiple of
  * 50: 7 is every 5 ticks, 120 is every 100.  There is room for 32 callbacks, and they stay.
  *   callback: gets the number of its calls before this one; callbacks of one level run one after the other
- * Returns 1; or 0 when there is no room, for a period of 0 and for a null callback.   Threads: any, callbacks of any level too. */
+ * Returns 1; or 0 when there is no room, for a period of 0 and for a null callback.   Blocks: for the pool's lock only, since no
+ * level is locked: a callback that is registered while its level runs is called from that level's next tick on.
+ * Threads: any, callbacks of any level too. */
 NPRM_API uint32_t nprm_register_periodic(uint32_t period, void (*callback)(uint32_t call_count));
 
 /* Stops the scheduler (0): each thread ends at its next wake-up.  Enabling it again keeps the threads that have not woken up since;
- * those that ended stay ended.  No callback begins between the return and the next enabling.
- * Blocks: until the callbacks that run return.   Threads: any; from callbacks of one level only, which do not wait for themselves.
- */
+ * those that ended stay ended.  No callback begins between the return and the next enabling, not even on the level of a callback
+ * that stops it.
+ * Blocks: until the callbacks that run return, but for the caller's own level.
+ * Threads: any, but callbacks of one level only: two of different levels that call this at the same time each wait for the other to
+ * return, for ever. */
 NPRM_API void nprm_enable_periodic(uint8_t enable);
 
 /* One base tick.   Threads: any, and signal handlers. */

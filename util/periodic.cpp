@@ -31,16 +31,18 @@ nprm_periodic_level &level_of(uint32_t &divider) {
     return *level;
 }
 
-// Without the level's lock, which its thread holds while callbacks run: two callbacks that register at each other's level would
-// wait for each other for ever.
+// Without the level's lock, which its thread holds while callbacks run: a callback of level 0 that registers at level 1 while one
+// of level 1 registers at level 0 would each wait for the other's lock for ever.
 void push(nprm_periodic_level &level, nprm_periodic_entry *entry) {
     entry->next = __atomic_load_n(&level.head, __ATOMIC_RELAXED);
     while (!__atomic_compare_exchange_n(&level.head, &entry->next, entry, true, __ATOMIC_RELEASE, __ATOMIC_RELAXED)) {
     }
 }
 
+// A callback may stop the scheduler: those behind it are not called then.
 void call_due(nprm_periodic_level &level) {
-    for (nprm_periodic_entry *entry = __atomic_load_n(&level.head, __ATOMIC_ACQUIRE); entry != nullptr; entry = entry->next)
+    nprm_periodic_entry *entry = __atomic_load_n(&level.head, __ATOMIC_ACQUIRE);
+    for (; entry != nullptr && !level.stop; entry = entry->next)
         if (level.ticks % entry->divider == 0) entry->callback(entry->call_count++);
 }
 

@@ -6,10 +6,11 @@
  * Arrays are contiguous, one element an entry.  Calls of more than 1,282 entries go out as several messages; when the server
  * refuses one, the entries of the messages before it stay applied.  A call of 0 entries returns NPRM_OK and sends nothing.
  *
- * Returns (all): NPRM_OK; NPRM_ERROR_NOT_READY or NPRM_ERROR_MALLOC when no request could be made; the server's code, of the TCAM
- * family; NPRM_ERROR_PARAM for a null array or output (nothing is sent); NPRM_ERROR when a reply lacks what it should carry.
- * A failed transport counts as NPRM_OK, the outputs stay as they were: a caller that must know reads back.
- * Blocks: 75 receive attempts a message.   Threads: nprm.h (5). */
+ * Returns (all): NPRM_OK; NPRM_ERROR_NOT_READY or NPRM_ERROR_MALLOC when no request could be made; the server's code, general or of
+ * the TCAM family; NPRM_ERROR_PARAM for a null array or output (nothing is sent); NPRM_ERROR when a reply lacks what it should
+ * carry. A failed transport counts as NPRM_OK (but in the look-ups) and the outputs stay as they were: set them before, or read
+ * back. A read that is refused in a later message has filled the entries of the messages before it. Blocks: 75 receive attempts a
+ * message.   Threads: nprm.h (5). */
 #ifndef NPRM_TCAM_H
 #define NPRM_TCAM_H
 

@@ -2,24 +2,26 @@
 
 #include "nprm_tcam.h"
 
-#include "../frame/log.h"
-#include "../frame/request.h"
+#include "exchange.h"
 
-#include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
 using nprm::after_sending;
+using nprm::refuse_null;
+using nprm::refuse_short;
 using tcam_request = nprm::request<nprm_tcam_message>;
 using tcam_reply = nprm::reply<nprm_tcam_message>;
 
 constexpr uint32_t lookup_units = NPRM_TCAM_HEAD_UNITS + 1;
 
-// The bits of an ACL result's flag bytes that are taken from the caller; the others stay as the message buffer holds them.
-constexpr uint8_t acl_flag_bits[4] = {0x07, 0x03, 0x07, 0x01};
+// The bits of an ACL result's four flag bytes that are taken from the caller; the others stay as the message buffer holds them.
+constexpr auto acl_flag_bits = std::bit_cast<uint32_t>(std::array<uint8_t, 4>{0x07, 0x03, 0x07, 0x01});
 
-// A bulk operation, and the part of it that one message carries.
 struct bulk_operation {
     uint32_t operation;
     uint8_t vmr_id;
@@ -27,6 +29,7 @@ struct bulk_operation {
     uint16_t nr_entry;
 };
 
+// What one message carries of it.
 struct bulk_part {
     uint16_t start;
     uint16_t count;
@@ -56,18 +59,10 @@ void fill_single(nprm_tcam_message &message) {
     message.progress.last = 1;
 }
 
-uint32_t refuse_null(const char *function) {
-    return NPRM_FAIL(function, NPRM_ERROR_PARAM, "An argument is a null pointer.");
-}
-
-// A reply that ends before the output that its result code 0 promises.
-uint32_t refuse_short(const char *function, uint32_t units, uint32_t needed) {
-    return NPRM_FAIL(function, NPRM_ERROR, "Malformed reply: %u records, %u are needed.", units, needed);
-}
-
 // fill(entry, part, i) writes entry i of a message; after() runs after each message that went well.
 template <typename Fill, typename After>
 uint32_t send_entries(const bulk_operation &bulk, Fill fill, After after) {
+    const nprm::empty_slot slot(NPRM_COMPONENT_TCAM);
     for (bulk_part part = part_at(bulk, 0);; part = part_at(bulk, static_cast<uint16_t>(part.start + part.count))) {
         tcam_request request(NPRM_COMPONENT_TCAM, bulk.operation, part.count + uint32_t{NPRM_TCAM_HEAD_UNITS});
         if (!request) return nprm::request_error();
@@ -84,6 +79,7 @@ uint32_t send_entries(const bulk_operation &bulk, Fill fill, After after) {
 // take(entry, i) hands entry i of the whole operation to the caller.
 template <typename Take>
 uint32_t fetch_entries(const char *function, const bulk_operation &bulk, Take take) {
+    const nprm::empty_slot slot(NPRM_COMPONENT_TCAM);
     for (bulk_part part = part_at(bulk, 0);; part = part_at(bulk, static_cast<uint16_t>(part.start + part.count))) {
         tcam_request request(NPRM_COMPONENT_TCAM, bulk.operation, part.count + uint32_t{NPRM_TCAM_HEAD_UNITS});
         if (!request) return nprm::request_error();
@@ -96,7 +92,7 @@ uint32_t fetch_entries(const char *function, const bulk_operation &bulk, Take ta
             const uint32_t came = std::min<uint32_t>(units - NPRM_TCAM_HEAD_UNITS, part.count);
             for (uint32_t i = 0; i < came; ++i)
                 take(answer->entry[i], uint32_t{part.start} + i);
-            if (came < part.count)
+            if (came < part.count && !nprm::reply_was_cut())
                 NPRM_LOG_AT(NPRM_LEVEL_ERROR, function, __LINE__, "The reply has %u of %u entries.", came,
                             static_cast<uint32_t>(part.count));
         }
@@ -108,10 +104,11 @@ void put_acl(nprm_tcam_acl_entry &entry, const nprm_tcam_acl_key &key, const npr
              const nprm_tcam_acl_result &result) {
     entry.key = key;
     entry.mask = mask;
-    for (uint32_t i = 0; i < sizeof acl_flag_bits; ++i) {
-        const uint8_t kept = static_cast<uint8_t>(entry.result.flags[i] & ~acl_flag_bits[i]);
-        entry.result.flags[i] = static_cast<uint8_t>(kept | (result.flags[i] & acl_flag_bits[i]));
-    }
+    uint32_t kept = 0, given = 0;
+    memcpy(&kept, entry.result.flags, sizeof kept);
+    memcpy(&given, result.flags, sizeof given);
+    const uint32_t merged = (kept & ~acl_flag_bits) | (given & acl_flag_bits);
+    memcpy(entry.result.flags, &merged, sizeof merged);
     entry.result.u32_4 = result.u32_4;
     entry.result.u32_8 = result.u32_8;
 }
@@ -153,6 +150,7 @@ template <typename Entry, typename Key, typename Result>
 uint32_t look_up(const char *function, uint32_t operation, uint8_t vmr_id, Entry nprm_tcam_entry::*kind, const Key *key,
                  Result *result) {
     if (key == nullptr || result == nullptr) return refuse_null(function);
+    const nprm::empty_slot slot(NPRM_COMPONENT_TCAM);
     tcam_request request(NPRM_COMPONENT_TCAM, operation, lookup_units);
     if (!request) return nprm::request_error();
     fill_single(*request);
@@ -162,7 +160,7 @@ uint32_t look_up(const char *function, uint32_t operation, uint8_t vmr_id, Entry
     const uint32_t code = request.send(after_sending::keep_reply);
     const tcam_reply answer(NPRM_COMPONENT_TCAM);
     if (code != NPRM_OK) return code;
-    if (!answer) return NPRM_FAIL(function, NPRM_ERROR, "No reply to the look-up.");
+    if (!answer) return NPRM_ERROR;  // the transport has said why
     if (answer->header.units < lookup_units) return refuse_short(function, answer->header.units, lookup_units);
     *result = (answer->entry[0].*kind).result;
     return NPRM_OK;
@@ -170,6 +168,7 @@ uint32_t look_up(const char *function, uint32_t operation, uint8_t vmr_id, Entry
 
 // The whole conversation of an operation without entries that returns only its result.
 uint32_t send_list_operation(uint32_t operation, uint8_t vmr_id, const uint16_t *position, const uint16_t *nr_entry) {
+    const nprm::empty_slot slot(NPRM_COMPONENT_TCAM);
     tcam_request request(NPRM_COMPONENT_TCAM, operation, NPRM_TCAM_HEAD_UNITS);
     if (!request) return nprm::request_error();
     fill_single(*request);
@@ -195,6 +194,7 @@ uint32_t yes_or_no(uint32_t code, const char *function, int line, const char *ca
 
 uint32_t nprm_tcam_create_v4_vmr_lst_dup(uint16_t nr_entry, uint8_t *vmr_id) {
     if (vmr_id == nullptr) return refuse_null(__func__);
+    const nprm::empty_slot slot(NPRM_COMPONENT_TCAM);
     tcam_request request(NPRM_COMPONENT_TCAM, NPRM_TCAM_CREATE_LIST, NPRM_TCAM_HEAD_UNITS);
     if (!request) return nprm::request_error();
     fill_single(*request);
@@ -214,6 +214,7 @@ uint32_t nprm_tcam_delete_v4_vmr_lst_dup(uint8_t vmr_id) {
 
 uint32_t nprm_tcam_v4_space_dup(uint32_t *nr_free) {
     if (nr_free == nullptr) return refuse_null(__func__);
+    const nprm::empty_slot slot(NPRM_COMPONENT_TCAM);
     tcam_request request(NPRM_COMPONENT_TCAM, NPRM_TCAM_SPACE, NPRM_TCAM_HEAD_UNITS);
     if (!request) return nprm::request_error();
     fill_single(*request);

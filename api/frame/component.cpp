@@ -8,6 +8,7 @@
 #include "transport.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
 
@@ -34,7 +35,8 @@ struct incoming {
     const uint8_t *payload;
     uint32_t payload_bytes;  // at most the area's size
     uint32_t operation;
-    uint32_t units;  // whole records that came
+    uint32_t claimed_units;
+    uint32_t units;  // records that came
     uint32_t record_bytes;
 };
 
@@ -44,8 +46,45 @@ void copy_run(const incoming &reply, uint32_t offset, uint32_t bytes) {
 }
 
 void copy_results(const incoming &reply) {
-    for (uint32_t record = 0; record < reply.units; ++record)
-        copy_run(reply, header_bytes + record * reply.record_bytes, result_bytes);
+    const uint32_t end = header_bytes + reply.units * reply.record_bytes;
+    for (uint32_t offset = header_bytes; offset < end; offset += reply.record_bytes)
+        memcpy(nprm_reply_area + offset, reply.payload + offset, result_bytes);
+}
+
+// Runs of a few bytes, many times: overlapping moves of constant size instead of a call.
+template <size_t move_bytes>
+void copy_ends(uint8_t *to, const uint8_t *from, uint32_t bytes) {
+    memcpy(to, from, move_bytes);
+    memcpy(to + bytes - move_bytes, from + bytes - move_bytes, move_bytes);
+}
+void copy_small(uint8_t *to, const uint8_t *from, uint32_t bytes) {
+    if (bytes > 64 || bytes < 4) {
+        memcpy(to, from, bytes);
+        return;
+    }
+    if (bytes > 32) return copy_ends<32>(to, from, bytes);
+    if (bytes > 16) return copy_ends<16>(to, from, bytes);
+    if (bytes > 8) return copy_ends<8>(to, from, bytes);
+    copy_ends<4>(to, from, bytes);
+}
+
+// A record's fields with its result code as runs of bytes, neighbours joined.
+struct record_runs {
+    nprm::reply_field run[std::size(nprm::reply_rule{}.fields) + 1];
+    uint32_t count;
+};
+record_runs runs_of(const nprm::reply_rule &rule) {
+    record_runs runs = {{{0, result_bytes}}, 1};
+    for (const nprm::reply_field &field : rule.fields) {
+        if (field.bytes == 0) break;
+        nprm::reply_field &last = runs.run[runs.count - 1];
+        const uint32_t last_end = uint32_t{last.offset} + last.bytes, end = uint32_t{field.offset} + field.bytes;
+        if (field.offset > last_end)
+            runs.run[runs.count++] = field;
+        else if (end > last_end)
+            last.bytes = static_cast<uint16_t>(end - last.offset);
+    }
+    return runs;
 }
 
 // A list that the first record counts.  A count that the payload does not hold is lowered to what came, in the reply area too.
@@ -61,19 +100,23 @@ void copy_list(uint32_t component, const incoming &reply, const nprm::reply_list
     copy_run(reply, header_bytes + reply.record_bytes, count * list.element_bytes);
 }
 
+bool covers_record(const record_runs &runs, const incoming &reply) {
+    return runs.run[0].bytes == reply.record_bytes;
+}
+
 // The shape of all converters but two: the fields of the operation's row, in every record.  False when no row has the operation.
 bool convert_by_rule(uint32_t component, const incoming &reply) {
-    const nprm::reply_rules known = nprm::reply_rules_of(component);
-    const auto *end = known.rules + known.count;
-    const auto *rule =
-        std::find_if(known.rules, end, [&](const nprm::reply_rule &row) { return row.operation == reply.operation; });
-    if (rule == end) return false;
-    for (uint32_t record = 0; record < reply.units; ++record) {
-        const uint32_t offset = header_bytes + record * reply.record_bytes;
-        for (const nprm::reply_field &field : rule->fields) {
-            if (field.bytes == 0) break;
-            memcpy(nprm_reply_area + offset + field.offset, reply.payload + offset + field.offset, field.bytes);
-        }
+    const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);
+    if (rule == nullptr) return false;
+    const record_runs runs = runs_of(*rule);
+    const uint32_t records_end = header_bytes + reply.units * reply.record_bytes;
+    if (covers_record(runs, reply)) {
+        copy_run(reply, header_bytes, records_end - header_bytes);
+    } else if (rule->fields[0].bytes != 0) {
+        for (uint32_t offset = header_bytes; offset < records_end; offset += reply.record_bytes)
+            for (uint32_t i = 0; i < runs.count; ++i)
+                copy_small(nprm_reply_area + offset + runs.run[i].offset, reply.payload + offset + runs.run[i].offset,
+                           runs.run[i].bytes);
     }
     // A refusal has no list, whatever stands where its count would be.
     if (rule->list.element_bytes != 0 && reply.units > 0 && read_u32(reply.payload + header_bytes) == NPRM_OK)
@@ -109,7 +152,7 @@ bool convert_service_contexts(uint32_t /*component*/, const incoming &reply) {
 // Debug: the message's header and first record as a block.
 bool convert_debug(uint32_t /*component*/, const incoming &reply) {
     if (reply.operation > 1) return false;
-    if (reply.units > 0) copy_run(reply, header_bytes, reply.record_bytes);
+    if (reply.claimed_units > 0) copy_run(reply, header_bytes, reply.record_bytes);
     return true;
 }
 
@@ -152,13 +195,34 @@ constexpr bool numbered_by_row() {
 }
 static_assert(numbered_by_row(), "a component row is missing or out of place");
 
+constinit bool cut = false;  // the reply in the area claimed more records than came
+
+// Clears what the reply before left, but for records that are about to be overwritten as a whole.
+void clear_area(uint32_t component, const incoming &reply) {
+    const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);
+    const bool overwritten = rule != nullptr && covers_record(runs_of(*rule), reply);
+    const uint32_t records_end = std::min(header_bytes + reply.units * reply.record_bytes, reply.payload_bytes);
+    const uint32_t first = overwritten ? records_end : header_bytes;
+    if (first < nprm_reply_bytes) memset(nprm_reply_area + first, 0, nprm_reply_bytes - first);
+}
+
 uint32_t result_of(const component_row &row, const uint8_t *reply) {
     uint32_t result = read_u32(reply + header_bytes);
     if (row.result == result_rule::first_record) return result;
     const uint32_t units = read_u32(reply + offsetof(nprm_message_header, units));
+    if (units == 0 && !cut) return NPRM_OK;  // no record, none that failed
     for (uint32_t record = 1; record < units && result == NPRM_OK; ++record)
         result = read_u32(reply + header_bytes + record * row.record_bytes);
     return result;
+}
+
+// The records that came.  One that its list ends early counts as whole.
+uint32_t units_that_came(uint32_t component, const incoming &reply) {
+    const uint32_t whole = std::min(reply.claimed_units, (reply.payload_bytes - header_bytes) / reply.record_bytes);
+    if (whole != 0 || reply.claimed_units == 0) return whole;
+    const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);
+    const bool has_list = rule != nullptr && rule->list.ends_reply && reply.payload_bytes >= header_bytes + rule->list.first_offset;
+    return has_list ? 1 : 0;
 }
 
 }  // namespace
@@ -169,16 +233,19 @@ void convert_reply(uint32_t component, const uint8_t *payload, uint32_t payload_
     const component_row &row = rows[component];
     if (row.convert == nullptr) return;
 
-    const uint32_t claimed_units = read_u32(payload + offsetof(nprm_message_header, units));
-    incoming reply = {payload, std::min<uint32_t>(payload_bytes, NPRM_MESSAGE_BYTES_MAX), read_u32(payload), 0, row.record_bytes};
-    reply.units = std::min(claimed_units, (reply.payload_bytes - header_bytes) / row.record_bytes);
-    if (reply.units < claimed_units && row.convert != convert_statistics)
+    nprm_message_header header;
+    memcpy(&header, payload, sizeof header);
+    const uint32_t bytes = std::min<uint32_t>(payload_bytes, NPRM_MESSAGE_BYTES_MAX);
+    incoming reply = {payload, bytes, header.operation, header.units, 0, row.record_bytes};
+    reply.units = units_that_came(component, reply);
+    cut = reply.units < reply.claimed_units && row.convert != convert_statistics;
+    if (cut)
         NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_api_ipc_msg_handler", __LINE__, "Reply of component %u claims %u records, %u came.",
-                    component, claimed_units, reply.units);
+                    component, reply.claimed_units, reply.units);
 
-    memset(nprm_reply_area, 0, nprm_reply_bytes);
+    clear_area(component, reply);
     nprm_reply_bytes = reply.payload_bytes;
-    const nprm_message_header header = {reply.operation, reply.units};
+    header.units = reply.units;
     memcpy(nprm_reply_area, &header, sizeof header);
 
     if (!row.convert(component, reply) && row.unknown_logger != nullptr)
@@ -189,10 +256,14 @@ void convert_reply(uint32_t component, const uint8_t *payload, uint32_t payload_
     nprm_reply_slot[component] = nprm_reply_area;
 }
 
+bool reply_was_cut() {
+    return cut;
+}
+
 }  // namespace nprm
 
 void nprm_api_ipc_msg_handler(uint32_t component, const void *reply) {
-    if (component >= NPRM_COMPONENT_COUNT) return;
+    if (component >= NPRM_COMPONENT_COUNT || rows[component].convert == nullptr) return;
     const auto *payload = static_cast<const uint8_t *>(reply);
     const bool empty = read_u32(payload + offsetof(nprm_message_header, units)) == 0;
     nprm::convert_reply(component, payload, empty ? header_bytes : uint32_t{NPRM_MESSAGE_BYTES_MAX});

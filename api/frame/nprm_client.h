@@ -12,25 +12,26 @@ extern "C" {
 enum { NPRM_RECEIVE_ATTEMPTS = 75 };
 
 /* Makes this process a client: sets the request pool up, binds a transport endpoint and attaches the server's status word.
- * May be called again, after a server came up late or to bind anew.
- * Returns 1 when the status word is attached, else 0; the endpoint stays bound in that case.
- * Threads: before others call the library.   Blocks: no. */
+ * May be called again, after a server came up late or to bind anew; when that fails to bind, no request can be sent until it
+ * succeeds. Returns 1 when the status word is attached, else 0; the endpoint stays bound in that case. Blocks: no.   Threads:
+ * before others call the library. */
 NPRM_API uint32_t nprm_ipc_register_client(void);
 
 /* Takes a request buffer of 65,536 bytes; nprm_ipc_send_msg() or nprm_free() gives it back.
- * Returns null when all eleven are taken.   Threads: any. */
+ * Returns null when all eleven are taken, or before registration.   Threads: any. */
 NPRM_API void *nprm_ipc_msg_malloc(void);
 
 /* Sends a request and waits for its reply, which then lies in the library's reply area.
  *   component: 0 to 10;   request: from nprm_ipc_msg_malloc(), given back on every path;   size: bytes of it to send
  *   attempts: receive calls at most; 0 or less means NPRM_RECEIVE_ATTEMPTS
  * Returns NPRM_OK, NPRM_ERROR_IPC_SEND, NPRM_ERROR_NOT_READY (the server went away), NPRM_ERROR_TIMEOUT,
- * NPRM_ERROR_PARAM (no such component) or NPRM_ERROR (a malformed reply).
+ * NPRM_ERROR_PARAM (no such component, or more than 65,536 bytes) or NPRM_ERROR (a malformed reply).
  * Blocks: attempts times the transport's receive time.   Threads: one exchange at a time in a process. */
 NPRM_API uint32_t nprm_ipc_send_msg(uint32_t component, void *request, uint32_t size, int attempts);
 
-/* Converts a reply of at most 65,536 bytes into the reply area, as nprm_ipc_send_msg() does with each reply that it receives.
- * Components that are not there, and those without records, are ignored. */
+/* Converts a reply into the reply area, as nprm_ipc_send_msg() does with each reply that it receives, and so makes it the
+ * component's unread reply. reply: holds what its header claims, up to 65,536 bytes; a service-context list, all 65,536 Components
+ * that are not there, and those without records, are ignored.   Threads: as an exchange. */
 NPRM_API void nprm_api_ipc_msg_handler(uint32_t component, const void *reply);
 
 #ifdef __cplusplus

@@ -26,18 +26,19 @@ extern NPRM_API volatile uint32_t *nprm_server_status;
  *   id: 0 or 1;   units: at most 64;   sizes: bytes of each unit, kept by the library and read again by the copies below
  *   create: nonzero to make (and zero) the segment when it does not exist
  * Returns the segment's address, or null after one message; a segment that was attached stays attached then.
- * Threads: before others use the segment.   Blocks: no. */
+ * Blocks: no.   Threads: before others use the segment. */
 NPRM_API void *nprm_shm_init(uint32_t id, uint32_t units, const uint32_t *sizes, uint8_t create);
 
-/* The address of a unit of an attached segment; the unit is not checked.  Null while the segment is not attached. */
+/* The address of a unit of an attached segment; units up to 63 are not checked against those that the segment has.
+ * Returns null while the segment is not attached.   Threads: any. */
 NPRM_API void *nprm_shm_get_ptr(uint32_t id, uint32_t unit);
 
 /* Copy a unit's bytes (its size as given, not rounded) into the segment, and out of it.
- * Return the bytes copied; 0 while the segment is not attached. */
+ * Return the bytes copied; 0 when the segment is not attached or has no such unit.   Threads: any, nothing is locked. */
 NPRM_API uint32_t nprm_to_shm(uint32_t id, uint32_t unit, const void *source);
 NPRM_API uint32_t nprm_from_shm(uint32_t id, uint32_t unit, void *destination);
 
-/* Detaches every attached segment and marks it for removal, whoever created it. */
+/* Detaches every attached segment and marks it for removal, whoever created it.   Threads: when no other uses the segments. */
 NPRM_API void nprm_shm_free_all(void);
 
 #ifdef __cplusplus

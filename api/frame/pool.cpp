@@ -5,6 +5,8 @@
 #include "log.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 constinit nprm_buffer_pool *nprm_pool_list = nullptr;
@@ -23,16 +25,26 @@ nprm_link *link_of(const void *buffer) {
     return reinterpret_cast<nprm_link *>(static_cast<uint8_t *>(const_cast<void *>(buffer)) - sizeof(nprm_link));
 }
 
+bool is_inside(const nprm_buffer_pool &pool, const void *buffer) {
+    const auto address = reinterpret_cast<uintptr_t>(buffer);
+    const auto first = reinterpret_cast<uintptr_t>(pool.area) + sizeof(nprm_link);
+    return address >= first && address - first < pool.count * stride(pool);
+}
+
+// Sound headers spare the division: the index says where the buffer starts.
+bool is_buffer_start(const nprm_buffer_pool &pool, const void *buffer) {
+    if (!is_inside(pool, buffer)) return false;
+    const nprm_link *link = link_of(buffer);
+    const auto offset = static_cast<size_t>(reinterpret_cast<const uint8_t *>(link) - pool.area);
+    return link->index * stride(pool) == offset || offset % stride(pool) == 0;
+}
+
 // The pool in which the address is exactly a buffer's start.  Only addresses are compared: what they point to may be anything.
 nprm_buffer_pool *find_pool(const void *buffer) {
-    const auto address = reinterpret_cast<uintptr_t>(buffer);
-    for (nprm_buffer_pool *pool = nprm_pool_list; pool != nullptr; pool = pool->next) {
-        const auto first = reinterpret_cast<uintptr_t>(pool->area) + sizeof(nprm_link);
-        const uintptr_t offset = address - first;
-        if (address < first || offset >= pool->count * stride(*pool)) continue;
-        return offset % stride(*pool) == 0 ? pool : nullptr;
-    }
-    return nullptr;
+    nprm_buffer_pool *pool = nprm_pool_list;
+    while (pool != nullptr && !is_buffer_start(*pool, buffer))
+        pool = pool->next;
+    return pool;
 }
 
 // nprm_malloc() looks at the head without the lock, hence the atomic stores and loads.
@@ -48,15 +60,16 @@ void append(nprm_buffer_pool &pool, nprm_link *link) {
     link->next = nullptr;
     if (pool.free_tail == nullptr)
         set_head(pool, link);
-    else
+    else if (pool.free_tail != link)
         pool.free_tail->next = link;
     pool.free_tail = link;
 }
 
-// A buffer that is freed twice goes to the tail again, but stands on the list once: a cycle would hand it out for ever.
+// A buffer that is freed twice goes to the tail again, but stands on the list once: a cycle would hand it out for ever.  An
+// overwritten header may have led the list astray: it ends there.
 void unlink_if_free(nprm_buffer_pool &pool, const nprm_link *link) {
     nprm_link *before = nullptr;
-    for (nprm_link *at = pool.free_head; at != nullptr; before = at, at = at->next) {
+    for (nprm_link *at = pool.free_head; at != nullptr && is_buffer_start(pool, buffer_of(at)); before = at, at = at->next) {
         if (at != link) continue;
         if (before == nullptr)
             set_head(pool, at->next);
@@ -67,6 +80,15 @@ void unlink_if_free(nprm_buffer_pool &pool, const nprm_link *link) {
     }
 }
 
+// Gives a taken link back; one that was not taken exactly once may stand on the list already.   Returns its reference count.
+uint16_t give_back(nprm_buffer_pool &pool, nprm_link *link) {
+    const uint16_t before = link->ref_count;
+    link->ref_count = static_cast<uint16_t>(before - 1);
+    if (before != 1) unlink_if_free(pool, link);
+    append(pool, link);
+    return link->ref_count;
+}
+
 void report_ref_count(const nprm_link *link, uint32_t ref_count) {
     const void *address = link;
     printf("\nlink %p has a ref_count of %u", address, ref_count);
@@ -74,22 +96,29 @@ void report_ref_count(const nprm_link *link, uint32_t ref_count) {
     NPRM_LOG_AT(NPRM_LEVEL_ANY, "nprm_enqueue_link", __LINE__, "link %p has a ref_count of %u.", address, ref_count);
 }
 
-void report_foreign(const void *buffer) {
+void report_foreign(const char *function, const void *buffer) {
     printf("\nUnable to locate pool for %p", buffer);
     fflush(stdout);
-    NPRM_LOG_AT(NPRM_LEVEL_ANY, "nprm_free", __LINE__, "Unable to locate pool for %p.", buffer);
+    NPRM_LOG_AT(NPRM_LEVEL_ANY, function, __LINE__, "Unable to locate pool for %p.", buffer);
 }
 
-// The index is left as it is: it may be what was overwritten, and nothing here depends on it.
-void repair(nprm_link *link, nprm_buffer_pool *pool) {
-    link->magic = NPRM_LINK_MAGIC;
-    link->pool = pool;
-    link->ref_count = 1;
-    const void *buffer = buffer_of(link);
-    printf("\nCorrupted link buffer at %p has been returned to %s pool.", buffer, pool->name);
+void report_repair(const void *buffer, const nprm_buffer_pool &pool) {
+    printf("\nCorrupted link buffer at %p has been returned to %s pool.", buffer, pool.name);
     fflush(stdout);
     NPRM_LOG_AT(NPRM_LEVEL_ANY, "nprm_free", __LINE__, "Corrupted link buffer at %p has been returned to %s pool..", buffer,
-                pool->name);
+                pool.name);
+}
+
+// Nothing in the header can be believed, so the buffer may be free.  The index is left as it is: nothing here depends on it.
+void repair(nprm_buffer_pool &pool, nprm_link *link) {
+    report_repair(buffer_of(link), pool);
+    pthread_mutex_lock(&pool.lock);
+    unlink_if_free(pool, link);
+    link->magic = NPRM_LINK_MAGIC;
+    link->pool = &pool;
+    link->ref_count = 1;
+    give_back(pool, link);
+    pthread_mutex_unlock(&pool.lock);
 }
 
 }  // namespace
@@ -97,10 +126,7 @@ void repair(nprm_link *link, nprm_buffer_pool *pool) {
 void nprm_enqueue_link(nprm_link *link) {
     nprm_buffer_pool &pool = *link->pool;
     pthread_mutex_lock(&pool.lock);
-    link->ref_count = static_cast<uint16_t>(link->ref_count - 1);
-    const uint16_t ref_count = link->ref_count;
-    if (ref_count != 0) unlink_if_free(pool, link);
-    append(pool, link);
+    const uint16_t ref_count = give_back(pool, link);
     pthread_mutex_unlock(&pool.lock);
     if (ref_count != 0) report_ref_count(link, ref_count);
 }
@@ -165,7 +191,7 @@ void *nprm_realloc(void *old, uint32_t bytes) {
     if (old == nullptr) return nprm_malloc(bytes);
     const nprm_buffer_pool *pool = find_pool(old);
     if (pool == nullptr) {
-        report_foreign(old);
+        report_foreign("nprm_realloc", old);
         return nullptr;
     }
     void *buffer = nprm_malloc(bytes);
@@ -178,12 +204,14 @@ void *nprm_realloc(void *old, uint32_t bytes) {
 void nprm_free(void *buffer) {
     nprm_buffer_pool *pool = find_pool(buffer);
     if (pool == nullptr) {
-        report_foreign(buffer);
+        report_foreign("nprm_free", buffer);
         return;
     }
     nprm_link *link = link_of(buffer);
-    if (link->magic != NPRM_LINK_MAGIC || link->pool != pool) repair(link, pool);
-    nprm_enqueue_link(link);
+    if (link->magic == NPRM_LINK_MAGIC && link->pool == pool)
+        nprm_enqueue_link(link);
+    else
+        repair(*pool, link);
 }
 
 uint16_t nprm_get_buffer_index(const void *buffer) {

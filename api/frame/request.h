@@ -45,6 +45,19 @@ class request {
     Message *message_;
 };
 
+// Empties a component's slot at both ends of an operation: for components whose senders hide a failed transport, so that nothing is
+// ever answered from an older reply.
+class empty_slot {
+  public:
+    explicit empty_slot(uint32_t component) : component_(component) { nprm_reply_slot[component_] = nullptr; }
+    ~empty_slot() { nprm_reply_slot[component_] = nullptr; }
+    empty_slot(const empty_slot &) = delete;
+    empty_slot &operator=(const empty_slot &) = delete;
+
+  private:
+    uint32_t component_;
+};
+
 // The reply in a component's slot, read in place.  The slot is empty when the object ends.
 template <typename Message>
 class reply {
@@ -56,6 +69,7 @@ class reply {
 
     explicit operator bool() const { return nprm_reply_slot[component_] != nullptr; }
     const Message *operator->() const { return reinterpret_cast<const Message *>(nprm_reply_slot[component_]); }
+    const Message &operator*() const { return *operator->(); }
 
   private:
     uint32_t component_;

@@ -81,7 +81,7 @@ int nprm_syslog(uint32_t /*facility*/, uint32_t /*reserved1*/, uint32_t /*reserv
     if (ad_debug_inited() != 0) {
         written = static_cast<int>(ad_errorlog_vprintf(format, arguments));
     } else {
-        char text[stderr_text_bytes];
+        char text[stderr_text_bytes] = "";
         vsnprintf(text, sizeof text, format, arguments);
         text[sizeof text - 1] = '\0';
         written = fputs(text, stderr);

@@ -16,6 +16,7 @@ namespace {
 struct shm_entry {
     int32_t shmid;
     void *address;  // null while detached
+    uint32_t units;
     const uint32_t *unit_sizes;
     uint32_t unit_end[NPRM_SHM_UNITS_MAX];  // the offset just past each unit
 };
@@ -71,6 +72,7 @@ void *nprm_shm_init(uint32_t id, uint32_t units, const uint32_t *sizes, uint8_t 
     }
     shm_entry entry = {};
     if (id >= NPRM_SHM_SEGMENTS || !lay_out(units, sizes, entry.unit_end)) return refuse_id(id);
+    entry.units = units;
     entry.unit_sizes = sizes;
     const uint32_t total = units == 0 ? 0 : entry.unit_end[units - 1];
 
@@ -99,14 +101,14 @@ void *nprm_shm_get_ptr(uint32_t id, uint32_t unit) {
 
 uint32_t nprm_to_shm(uint32_t id, uint32_t unit, const void *source) {
     const shm_entry *entry = attached_entry(id, unit);
-    if (entry == nullptr) return 0;
+    if (entry == nullptr || unit >= entry->units) return 0;
     memcpy(unit_address(*entry, unit), source, entry->unit_sizes[unit]);
     return entry->unit_sizes[unit];
 }
 
 uint32_t nprm_from_shm(uint32_t id, uint32_t unit, void *destination) {
     const shm_entry *entry = attached_entry(id, unit);
-    if (entry == nullptr) return 0;
+    if (entry == nullptr || unit >= entry->units) return 0;
     memcpy(destination, unit_address(*entry, unit), entry->unit_sizes[unit]);
     return entry->unit_sizes[unit];
 }

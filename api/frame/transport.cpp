@@ -44,7 +44,7 @@ void *refuse(uint32_t code) {
     return nullptr;
 }
 
-// The attempts share the transport's patience; the server's status word ends them early.
+// A server that goes away ends the attempts early.
 uint32_t receive(ruv_message &received, uint32_t token, uint32_t attempts) {
     const uint32_t options[10] = {1, 0, 1, token};
     for (uint32_t attempt = 1;; ++attempt) {
@@ -75,9 +75,7 @@ uint32_t nprm_ipc_register_client() {
     char name[32];
     snprintf(name, sizeof name, "NPRM Client %d", static_cast<int>(client_counter));
     ++client_counter;
-    uint32_t parameters[6];
-    __builtin_memcpy(parameters, bind_parameters, sizeof parameters);
-    transport_handle = ruv_bind(dynamic_sap_class, any_sap, parameters, name);
+    transport_handle = ruv_bind(dynamic_sap_class, any_sap, bind_parameters, name);
     if (transport_handle == not_bound) {
         NPRM_LOG(NPRM_LEVEL_ERROR, "Unable to bind to any DYNAMIC SAP.");
         return 0;
@@ -107,9 +105,9 @@ void *nprm_prep_ipc_msg(uint32_t operation, uint32_t units) {
 }
 
 uint32_t nprm_ipc_send_msg(uint32_t component, void *request, uint32_t size, int attempts) {
-    if (component >= NPRM_COMPONENT_COUNT) {
+    if (component >= NPRM_COMPONENT_COUNT || size > NPRM_MESSAGE_BYTES_MAX) {
         nprm_free(request);
-        return NPRM_FAIL("nprm_ipc_send_msg", NPRM_ERROR_PARAM, "There is no component %u.", component);
+        return NPRM_FAIL("nprm_ipc_send_msg", NPRM_ERROR_PARAM, "No message of %u bytes can go to component %u.", size, component);
     }
     const uint32_t opcode = nprm_component_opcode[component];
     NPRM_LOG(NPRM_LEVEL_TRANSPORT, "Sending %d byte message to component %d with RUV opcode %d.", static_cast<int>(size),

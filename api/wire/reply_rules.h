@@ -15,9 +15,10 @@ struct reply_field {
 // A list whose length the first record tells.  Its elements may begin inside the record; the reply reaches to count elements behind
 // it.
 struct reply_list {
-    uint16_t count_offset;   // of the record
-    uint16_t first_offset;   // of the record: where element 0 begins
-    uint16_t element_bytes;  // 0: the operation has no list
+    uint16_t count_offset;    // of the record
+    uint16_t first_offset;    // of the record: where element 0 begins
+    uint16_t element_bytes;   // 0: the operation has no list
+    bool ends_reply = false;  // the reply may end with the list, before its record does
 };
 
 // The operation's fields, beside the result code that every record returns.  A field of 0 bytes ends them early.
@@ -31,6 +32,9 @@ struct reply_rules {
     const reply_rule *rules;
     uint32_t count;
 };
+
+// The rule of an operation, or null.
+const reply_rule *reply_rule_of(uint32_t component, uint32_t operation);
 
 // The rules of a component's operations; none for a component without operations.
 reply_rules reply_rules_of(uint32_t component);

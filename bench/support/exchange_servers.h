@@ -1,5 +1,5 @@
-// Two servers that differ in nothing but the framing, in processes of their own: one speaks the local transport's messages on the TCAM's
-// socket, the other is bare.
+// Two servers that differ in nothing but the framing, in processes of their own: one speaks the local transport's messages on the
+// TCAM's socket, the other is bare.
 //
 // A request is answered with its own bytes, or with its first 110 as a server that has written entries does.
 #ifndef BENCH_EXCHANGE_SERVERS_H

@@ -51,13 +51,6 @@ double median(std::vector<double> values) {
     return *middle;
 }
 
-void print_row(const char *name, double ns_a, double ns_b, double ratio, double highest, const char *verdict) {
-    char limit[16] = "";
-    if (highest > 0) std::snprintf(limit, sizeof limit, "<= %.2f", highest);
-    std::printf("%-64s %12.1f %12.1f %8.3f  %-8s %s\n", name, ns_a, ns_b, ratio, limit, verdict);
-    std::fflush(stdout);
-}
-
 }  // namespace
 
 benchmark_run::benchmark_run(const char *title, int argc, char **argv) : title_(title) {
@@ -78,13 +71,14 @@ benchmark_run::timing benchmark_run::alternate(const subject &a, const subject &
     const double goal_ns = smoke_ ? smoke_block_ns : block_ns;
     const uint64_t calls_a = calibrate(a.run, goal_ns);
     const uint64_t calls_b = calibrate(b.run, goal_ns);
-    std::vector<double> all_a, all_b, ratios;
+    std::vector<double> all_a, all_b, ratios, differences;
     const auto block_a = [&] { return time_ns(a.run, calls_a) / static_cast<double>(calls_a * a.operations); };
     const auto block_b = [&] { return time_ns(b.run, calls_b) / static_cast<double>(calls_b * b.operations); };
     const auto take = [&](double ns_a, double ns_b) {
         all_a.push_back(ns_a);
         all_b.push_back(ns_b);
         ratios.push_back(ns_a / ns_b);
+        differences.push_back(ns_a - ns_b);
     };
     const auto start = std::chrono::steady_clock::now();
     const auto enough = [&] {
@@ -98,7 +92,7 @@ benchmark_run::timing benchmark_run::alternate(const subject &a, const subject &
         take(first_a, first_b);
         take(second_a, second_b);
     }
-    return {median(all_a), median(all_b), median(ratios)};
+    return {median(all_a), median(all_b), median(ratios), median(differences)};
 }
 
 void benchmark_run::control(const std::string &name, const subject &same) {
@@ -109,20 +103,33 @@ void benchmark_run::control(const std::string &name, const subject &same) {
         noisy_ = !smoke_ && (measured.ratio < control_lowest || measured.ratio > control_highest);
         if (!noisy_) break;
     }
-    add({"control: B of \"" + name + "\" beside itself", no_limit, measured, noisy_ ? too_noisy : undecided});
+    add({"control: B of \"" + name + "\" beside itself", {no_limit, ratio}, measured, noisy_ ? too_noisy : undecided});
 }
 
-void benchmark_run::measure(const std::string &name, double highest, const subject &a, const subject &b) {
+void benchmark_run::measure(const std::string &name, limit highest, const subject &a, const subject &b) {
     if (name.find(filter_) == std::string::npos) return;
     if (!controlled_) control(name, b);
     const timing measured = alternate(a, b);
+    const double reached = highest.of == ratio ? measured.ratio : measured.difference_ns;
     const char *verdict = undecided;
-    if (highest > 0 && !smoke_) verdict = noisy_ ? too_noisy : measured.ratio <= highest ? within : exceeded;
+    if (highest.most > 0 && !smoke_) verdict = noisy_ ? too_noisy : reached <= highest.most ? within : exceeded;
     add({name, highest, measured, verdict});
 }
 
+void benchmark_run::print(const result_row &row) {
+    const timing &measured = row.measured;
+    char limit[32] = "";
+    if (row.highest.most > 0)
+        std::snprintf(limit, sizeof limit, row.highest.of == ratio ? "<= %.2f" : "<= +%.0f ns", row.highest.most);
+    char difference[32] = "";
+    if (row.highest.of == difference_ns) std::snprintf(difference, sizeof difference, " (%+.2f ns)", measured.difference_ns);
+    std::printf("%-64s %12.1f %12.1f %8.3f  %-8s %s%s\n", row.name.c_str(), measured.ns_a, measured.ns_b, measured.ratio, limit,
+                row.verdict, difference);
+    std::fflush(stdout);
+}
+
 void benchmark_run::add(result_row row) {
-    if (!json_) print_row(row.name.c_str(), row.measured.ns_a, row.measured.ns_b, row.measured.ratio, row.highest, row.verdict);
+    if (!json_) print(row);
     rows_.push_back(std::move(row));
 }
 
@@ -134,8 +141,9 @@ int benchmark_run::finish() const {
                                              {"a_ns", row.measured.ns_a},
                                              {"b_ns", row.measured.ns_b},
                                              {"ratio", row.measured.ratio},
+                                             {"difference_ns", row.measured.difference_ns},
                                              {"verdict", row.verdict}};
-            if (row.highest > 0) object["highest"] = row.highest;
+            if (row.highest.most > 0) object[row.highest.of == ratio ? "highest" : "highest_difference_ns"] = row.highest.most;
             rows.push_back(std::move(object));
         }
         const nlohmann::ordered_json all = {{"title", title_}, {"smoke", smoke_}, {"too_noisy", noisy_}, {"rows", rows}};

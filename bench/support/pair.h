@@ -39,7 +39,13 @@ class benchmark_run {
     // operations: how many operations one call is, where a call is more than one.
     template <typename A, typename B>
     void pair(const std::string &name, double highest, A a, B b, uint64_t operations_a = 1, uint64_t operations_b = 1) {
-        measure(name, highest, {repeated(a), operations_a}, {repeated(b), operations_b});
+        measure(name, {highest, ratio}, {repeated(a), operations_a}, {repeated(b), operations_b});
+    }
+    // The same where operation B is next to nothing, so that a ratio would say nothing.
+    //   highest_ns: the nanoseconds that an operation A may take longer than an operation B
+    template <typename A, typename B>
+    void pair_by_difference(const std::string &name, double highest_ns, A a, B b) {
+        measure(name, {highest_ns, difference_ns}, {repeated(a), 1}, {repeated(b), 1});
     }
     static constexpr double no_limit = 0;
 
@@ -53,11 +59,16 @@ class benchmark_run {
         uint64_t operations;                // a call
     };
     struct timing {
-        double ns_a, ns_b, ratio;  // medians, an operation
+        double ns_a, ns_b, ratio, difference_ns;  // medians, an operation
+    };
+    enum measure_of { ratio, difference_ns };
+    struct limit {
+        double most;
+        measure_of of;
     };
     struct result_row {
         std::string name;
-        double highest;
+        limit highest;
         timing measured;
         const char *verdict;
     };
@@ -73,10 +84,11 @@ class benchmark_run {
         };
     }
 
-    void measure(const std::string &name, double highest, const subject &a, const subject &b);
+    void measure(const std::string &name, limit highest, const subject &a, const subject &b);
     timing alternate(const subject &a, const subject &b) const;
     void control(const std::string &name, const subject &same);
     void add(result_row row);
+    static void print(const result_row &row);
 
     std::string title_;
     std::string filter_;

@@ -65,8 +65,8 @@ struct endpoint {
     bool held;
 };
 
-endpoint endpoints[endpoint_count];
-std::atomic<uint32_t> bound_count;
+constinit endpoint endpoints[endpoint_count] = {};
+constinit std::atomic<uint32_t> bound_count{0};
 
 message *inside(ruv_message *opaque) {
     return reinterpret_cast<message *>(opaque);
@@ -76,7 +76,7 @@ const message *inside(const ruv_message *opaque) {
 }
 
 // What a user can put right is said once a cause, not at every attempt.
-std::atomic<uint32_t> explained;
+constinit std::atomic<uint32_t> explained{0};
 
 enum cause : uint32_t {
     cause_missing = 1,

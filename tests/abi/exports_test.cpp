@@ -44,7 +44,9 @@ names exported_by_library() {
     return plain;
 }
 
-names listed_in_map() { return all_matches(content_of(NPRM_SOURCE_DIR "/api/nprm.map"), "\n +([a-z][a-zA-Z0-9_]*);"); }
+names listed_in_map() {
+    return all_matches(content_of(NPRM_SOURCE_DIR "/api/nprm.map"), "\n +([a-z][a-zA-Z0-9_]*);");
+}
 
 // What the public headers declare: the word before the bracket or the array of every declaration that is marked as exported.
 names declared_in_headers() {
@@ -54,7 +56,8 @@ names declared_in_headers() {
             const std::string file = entry.path().filename();
             if (entry.path().extension() != ".h" || (file.rfind("nprm", 0) != 0 && file.rfind("ad_", 0) != 0)) continue;
             std::string text = content_of(entry.path());
-            text = std::regex_replace(text, std::regex("/\\*[^*]*\\*+(?:[^/*][^*]*\\*+)*/|//[^\n]*|#define[^\n]*(?:\\\\\n[^\n]*)*"), "");
+            text = std::regex_replace(text, std::regex("/\\*[^*]*\\*+(?:[^/*][^*]*\\*+)*/|//[^\n]*|#define[^\n]*(?:\\\\\n[^\n]*)*"),
+                                      "");
             text = std::regex_replace(text, std::regex("__attribute__\\(\\(.*?\\)\\)\\)?"), "");
             names here = all_matches(text, "(?:NPRM_API|AD_API)[^;(\\[]*?([a-zA-Z_0-9]+)\\s*(?=[;(\\[])");
             found.insert(here.begin(), here.end());
@@ -101,8 +104,11 @@ TEST(Library, NeedsLibcAndThePlatformAndNothingOfACxxRuntime) {
 TEST(Library, UsesNoNameOfACxxRuntime) {
     if (NPRM_SANITIZED) GTEST_SKIP() << "instrumented libraries need their runtime";
     // __cxa_finalize is libc's, called by every shared library's own end.
-    for (const std::string &name : all_matches(output_of("nm -D --undefined-only --format=posix " NPRM_LIBRARY), "(?:^|\n)([^ ]+) "))
-        EXPECT_TRUE(name.rfind("__cxa_finalize", 0) == 0 || (name.rfind("_Z", 0) != 0 && name.rfind("__cxa_", 0) != 0 && name.rfind("__gxx", 0) != 0)) << name;
+    for (const std::string &name :
+         all_matches(output_of("nm -D --undefined-only --format=posix " NPRM_LIBRARY), "(?:^|\n)([^ ]+) "))
+        EXPECT_TRUE(name.rfind("__cxa_finalize", 0) == 0 ||
+                    (name.rfind("_Z", 0) != 0 && name.rfind("__cxa_", 0) != 0 && name.rfind("__gxx", 0) != 0))
+            << name;
 }
 
 TEST(Library, RunsNoCodeWhenItIsLoaded) {

@@ -30,7 +30,9 @@ const std::map<std::string, std::vector<std::string>> directions = {
     {"simcard", {"public", "platform", "platform/local"}},
     {"tools", {"public", "platform/local"}},
     {"examples", {"public"}},
-    {"bench", {"api", "api/wire", "api/frame", "api/config", "api/stats", "api/diag", "util", "util/ad_debug", "platform", "platform/local"}},
+    {"bench",
+     {"api", "api/wire", "api/frame", "api/config", "api/stats", "api/diag", "util", "util/ad_debug", "platform",
+      "platform/local"}},
 };
 
 bool is_public(const std::string &path) {
@@ -53,7 +55,8 @@ bool allowed(const std::string &from, const std::string &to) {
     });
 }
 
-// The file that an #include "..." of ours means: beside the includer, from the project's root, or by the folders that hosts are given.
+// The file that an #include "..." of ours means: beside the includer, from the project's root, or by the folders that hosts are
+// given.
 std::string resolve(const fs::path &root, const fs::path &includer, const std::string &name) {
     for (const fs::path &base : {includer.parent_path(), root, root / "api", root / "util/ad_debug"}) {
         const fs::path found = base / name;

@@ -265,6 +265,15 @@ TEST_F(Nprmctl, SaysHowFarALoadCameWhenTheCardIsKilled) {
     EXPECT_THAT(after.errors, HasSubstr("start a card: nprm-simcard"));
 }
 
+TEST_F(Nprmctl, TakesAYesWithoutTheEntriesBehindItForAFailure) {
+    card.stop();
+    const card_process yes_sayer(directory.path(), {"--acknowledge-only", "--remove-segments"});
+    const nprmctl_run run = run_nprmctl({"tcam", "load", "new", example});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_THAT(run.errors, StartsWith("nprmctl: list 0 cannot be read from position 0 on: "));
+}
+
 TEST_F(Nprmctl, SaysThatNoCardRuns) {
     card.stop();
     for (const strings &command : {strings{"status"}, strings{"tcam", "space"}, strings{"tcam", "load", "new", example}}) {

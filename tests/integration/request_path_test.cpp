@@ -134,6 +134,8 @@ TEST_F(RequestPath, TakesNoHeapAndNoLockButThePoolsOverTenThousandRequests) {
     for (uint32_t i = 0; i < requests; ++i) {
         if (i % 10 == 0)
             failures += nprm_tcam_read_v4_acl_vmr_dup(1, 0, 1282, 0, key.data(), mask.data(), result.data()) != NPRM_OK;
+        else if (i % 10 == 5)
+            failures += nprm_tcam_write_v4_acl_vmr_dup(1, 0, 1282, key.data(), mask.data(), result.data()) != NPRM_OK;
         else
             failures += nprm_tcam_v4_space_dup(&nr_free) != NPRM_OK;
     }

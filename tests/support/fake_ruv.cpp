@@ -12,6 +12,7 @@ std::vector<uint8_t> echo(65536);
 size_t echo_bytes = 0;
 fake_ruv::answer current;
 std::vector<uint8_t> *received = nullptr;
+uint32_t last_token = 0;
 
 enum message_kind : uint64_t { sent_message = 0x5e47, received_message = 0x4ece };
 
@@ -62,6 +63,7 @@ int32_t ruv_send(uint32_t handle, uint32_t domain, uint32_t service, uint32_t op
     std::memset(sent, 0, sizeof *sent);
     sent->opaque[0] = sent_message;
     sent->opaque[1] = instance.token;
+    last_token = instance.token++;
     return instance.send_result;
 }
 
@@ -73,6 +75,7 @@ uint32_t ruv_rr_token_get(const ruv_message *sent) {
 
 int32_t ruv_recv(uint32_t handle, ruv_message *message, const uint32_t options[10]) {
     note("recv");
+    EXPECT_EQ(options[3], last_token) << "the reply to another request";
     if (instance.recording) {
         fake_ruv::receive_call call{handle, {}};
         std::copy_n(options, 10, call.options.begin());
@@ -94,13 +97,16 @@ uint32_t ruv_payload_size(const ruv_message *message) {
     return static_cast<uint32_t>(received != nullptr ? received->size() : echo_bytes);
 }
 
-void *ruv_payload_get(const ruv_message *message, uint32_t, const ruv_message *) {
+void *ruv_payload_get(const ruv_message *message, uint32_t size, const ruv_message *sent) {
+    EXPECT_EQ(size, ruv_payload_size(message));
+    EXPECT_EQ(sent->opaque[1], last_token) << "the payload of another exchange";
     EXPECT_EQ(message->opaque[0], received_message) << "the payload of what was not received";
     if (instance.payload_is_null) return nullptr;
     return received != nullptr ? received->data() : echo.data();
 }
 
-int32_t ruv_drop(uint32_t, ruv_message *message) {
+int32_t ruv_drop(uint32_t handle, ruv_message *message) {
+    EXPECT_EQ(handle, instance.next_handle);
     note(message->opaque[0] == sent_message ? "drop sent" : "drop received");
     EXPECT_NE(message->opaque[0], 0u) << "dropped twice";
     message->opaque[0] = 0;

@@ -23,7 +23,8 @@ struct named_action {
 constexpr named_action actions[] = {{"permit", acl_action::permit}, {"deny", acl_action::deny}, {"count", acl_action::count}};
 
 bool has_ports(std::optional<uint8_t> protocol) {
-    return protocol == tcp || protocol == udp;
+    const uint8_t number = protocol.value_or(0);
+    return number == tcp || number == udp;
 }
 
 bool read_action(word_reader &words, acl_action &action) {

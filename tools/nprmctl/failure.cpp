@@ -14,7 +14,7 @@ failure usage_error(std::string what, std::string next) {
     return {exit_usage, std::move(what), std::move(next), {}, {}, {}, {}};
 }
 
-failure text_errors(std::string file, std::vector<text_error> errors) {
+failure text_errors(const std::string &file, std::vector<text_error> errors) {
     const std::string count = errors.size() == 1 ? "1 error" : std::to_string(errors.size()) + " errors";
     return {exit_usage, file + " has " + count + ", nothing was sent", {}, {}, {}, file, std::move(errors)};
 }

@@ -23,7 +23,7 @@ struct failure {
 
 failure usage_error(std::string what, std::string next);
 // A text of which nothing was sent, because it has errors.
-failure text_errors(std::string file, std::vector<text_error> errors);
+failure text_errors(const std::string &file, std::vector<text_error> errors);
 // A refusal of the library or the server: what was asked, and its code with what is known about it.
 failure refusal(const std::string &what, uint32_t code, std::string detail = {});
 

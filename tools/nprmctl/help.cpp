@@ -3,7 +3,7 @@
 #include "failure.h"
 #include "invocation.h"
 
-#include <set>
+#include <map>
 #include <sstream>
 
 namespace {
@@ -22,40 +22,47 @@ std::string options_of(const command &row) {
 
 constexpr const char *globals = "--json --directory --verbose --help";
 
-std::string completion_of_bash() {
-    std::string families, seconds, options;
-    std::set<std::string> seen;
+// A line of the shell's case statement.
+std::string choice(const std::string &pattern, const std::string &words) {
+    std::string line = "        ";
+    return line.append(pattern).append(") words=\"").append(words).append("\" ;;\n");
+}
+
+// The second words of commands by their first; a command of one word has none.
+std::map<std::string, std::string> second_words() {
+    std::map<std::string, std::string> words;
     for (const command &row : commands) {
         const std::string name = row.name;
-        const std::string first = name.substr(0, name.find(' '));
-        if (!seen.insert(first).second) continue;
-        families += (families.empty() ? "" : " ") + first;
-        std::string words;
-        for (const command &other : commands)
-            if (std::string(other.name).starts_with(first + " ")) words += std::string(other.name).substr(first.size() + 1) + " ";
-        if (!words.empty()) seconds += "        " + first + ") words=\"" + words + "\" ;;\n";
+        const size_t blank = name.find(' ');
+        std::string &seconds = words[name.substr(0, blank)];
+        if (blank != std::string::npos) seconds += name.substr(blank + 1) + " ";
+    }
+    return words;
+}
+
+std::string completion_of_bash() {
+    std::string firsts, seconds, options;
+    for (const auto &[first, words] : second_words()) {
+        firsts += first + " ";
+        if (!words.empty()) seconds += choice(first, words);
     }
     for (const command &row : commands) {
         const std::string name = row.name;
-        const std::string pattern = name.find(' ') == std::string::npos ? "'" + name + " '*" : "'" + name + "'";
-        options += "        " + pattern + ") words=\"" + options_of(row) + globals + "\" ;;\n";
+        const bool one_word = name.find(' ') == std::string::npos;
+        options += choice(one_word ? "'" + name + " '*" : "'" + name + "'", options_of(row) + globals);
     }
     return "# Completion of nprmctl for bash: source <(nprmctl completion bash)\n"
            "_nprmctl() {\n"
            "    local current=${COMP_WORDS[COMP_CWORD]} first=${COMP_WORDS[1]} words=\n"
            "    if [ \"$COMP_CWORD\" -eq 1 ]; then\n"
            "        COMPREPLY=($(compgen -W \"" +
-           families +
-           " --help --version\" -- \"$current\"))\n"
+           firsts +
+           "--help --version\" -- \"$current\"))\n"
            "        return\n"
            "    fi\n"
            "    if [ \"$COMP_CWORD\" -eq 2 ]; then\n"
            "        case $first in\n" +
-           seconds +
-           "        completion) words=bash ;;\n"
-           "        help) words=\"" +
-           families +
-           "\" ;;\n"
+           seconds + choice("completion", "bash") + choice("help", firsts) +
            "        esac\n"
            "        [ -n \"$words\" ] && COMPREPLY=($(compgen -W \"$words\" -- \"$current\")) && return\n"
            "    fi\n"

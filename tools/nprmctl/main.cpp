@@ -17,11 +17,11 @@ void move_leading_options(std::vector<std::string> &words) {
     size_t count = 0;
     while (count < words.size() && words[count].starts_with("-"))
         count += words[count] == "--directory" ? 2U : 1U;
-    std::ranges::rotate(words, words.begin() + static_cast<ptrdiff_t>(std::min(count, words.size())));
+    std::rotate(words.begin(), words.begin() + static_cast<ptrdiff_t>(std::min(count, words.size())), words.end());
 }
 
 bool contains(const std::vector<std::string> &words, const char *word) {
-    return std::ranges::find(words, word) != words.end();
+    return std::find(words.begin(), words.end(), word) != words.end();
 }
 
 int run(std::vector<std::string> words) {

@@ -61,6 +61,7 @@ std::string counted(uint64_t number, const char *one, const char *many) {
 std::string aligned(const std::vector<std::string> &headings, const std::vector<std::vector<std::string>> &rows,
                     const std::vector<bool> &to_the_right) {
     std::vector<size_t> widths;
+    widths.reserve(headings.size());
     for (const std::string &heading : headings)
         widths.push_back(heading.size());
     for (const auto &cells : rows)
@@ -71,6 +72,14 @@ std::string aligned(const std::vector<std::string> &headings, const std::vector<
     for (const auto &cells : rows)
         append_row(text, cells, widths, to_the_right);
     return text;
+}
+
+void report::fact(const char *key, const char *heading, cell value) {
+    facts_.emplace_back(column{key, heading}, std::move(value));
+}
+
+void report::row(std::vector<cell> cells) {
+    rows_.push_back(std::move(cells));
 }
 
 void report::table(const char *key, std::vector<column> columns) {

@@ -21,10 +21,10 @@ class report {
     // Text prints the sentence in place of the facts.
     void sentence(std::string text) { sentence_ = std::move(text); }
     // heading: null for programs only
-    void fact(const char *key, const char *heading, cell value) { facts_.push_back({{key, heading}, std::move(value)}); }
+    void fact(const char *key, const char *heading, cell value);
     // The one table, an array under `key` in JSON.
     void table(const char *key, std::vector<column> columns);
-    void row(std::vector<cell> cells) { rows_.push_back(std::move(cells)); }
+    void row(std::vector<cell> cells);
 
     void print(bool json, FILE *out) const;
     std::string text() const;

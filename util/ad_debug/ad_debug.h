@@ -69,17 +69,19 @@ AD_API int ad_get_ad_debug_cfg_p_impl(const char *path, ad_debug_cfg **out, int 
 AD_API int ad_get_ad_debug_cfg_p(const char *path, ad_debug_cfg **out);
 AD_API int ad_get_ad_debug_cfg_p_no_create(const char *path, ad_debug_cfg **out);
 
-/* Detaches a record that one of the three above gave; when it was the one in use, the private one takes its place.
- * Returns 1 for null and the private record, which stay; else what shmdt() returned.   Blocks: no.
+/* Detaches a record that one of the three above gave; when it was the one in use, the private one takes its place first.
+ * Returns 1 for null and the private record, which stay; else what shmdt() returned: -1 with nothing changed.   Blocks: no.
  * Threads: while no other logs through that record. */
 AD_API int ad_return_ad_debug_cfg_p(ad_debug_cfg *record);
 
 /* Sets the library up: the log goes to the socket "NAME.UID", or to "NAME.0" where the first does not exist; the record is the
  * socket's; level and filters come from the file "SOCKET.cfg", else from the environment, now and again at each SIGUSR1.
  *   name: null: the value of ERROR_LOG_SOCKET.   What does not fit the 107 characters of a socket's path is cut.
- * The special log is off afterwards.  A handler that SIGUSR1 had before is called too, after the library's own.
- * Returns 0, also when the name is the last one again, which changes nothing; -1 when there is no name: nothing is sent then, and
- * what is logged goes to standard error.
+ * The special log is off afterwards, until ad_set_special_log_path(): at level 4 nothing is sent to it then, and nothing printed in
+ * its place.  A handler that SIGUSR1 had before is called too, after the library's own; it may call the library's again, which then
+ * does nothing.
+ * Returns 0, also when the name is the last one again, which changes nothing; -1 when there is no name: nothing is sent then, what
+ * is logged goes to standard error, SIGUSR1 reads the environment alone, and the last name is forgotten, so that it sets up anew.
  * Blocks: for one small file.   Threads: before others log. */
 AD_API int ad_init_debug_lib(const char *name);
 

@@ -9,7 +9,12 @@
  *     2, 3   at its level up    yes         no                                                          at configured level 4
  *     4      at level 4         no          no                                                          yes
  *
- * Nothing is logged while a filter of the record and the address being handled are both set and differ.
+ * Nothing is logged while a filter of the record and the address being handled are both set and differ.  The special log is off while
+ * it has no path (ad_set_special_log_path() gives it one): the columns of the other two hold as they stand.
+ *
+ * A daemon that does not read costs its senders 200 ms once: when a datagram found no room in the daemon's queue for that long, the
+ * following ones do not wait at all (standard error gets what finds no room), until one has been sent again.  The error log and the
+ * special log each have a wait of their own; threads that wait at the same time each wait.
  *
  * A datagram is the text (at most 4,086 bytes), a zero byte, and the time of day: seconds, microseconds, signed 32-bit words in the
  * host's byte order, not aligned. */
@@ -47,10 +52,11 @@ extern AD_API int32_t ad_debug_syslog_critical_msg_only;
 extern AD_API uint32_t ad_current_client_ip;
 extern AD_API uint32_t ad_current_server_ip;
 
-/* Write one message to the log daemon, or to the special socket; text above 4,086 bytes is cut, an empty text is dropped.
+/* Write one message to the log daemon, or to the special socket; text above 4,086 bytes is cut, an empty text is dropped.  A socket
+ * without a path counts as unreachable.
  *   format: as in printf(3)
  * Return a number without meaning.   errno stays as it was.
- * Blocks: 200 ms at most, for a daemon that does not read.   Threads: any. */
+ * Blocks: 200 ms at most, for a daemon that does not read, and not again before a datagram has gone through.   Threads: any. */
 AD_API unsigned int ad_errorlog_vprintf(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
 AD_API unsigned int ad_errorlog_printf(const char *format, ...) __attribute__((format(printf, 1, 2)));
 AD_API unsigned int ad_errorlog_printf_special(const char *format, ...) __attribute__((format(printf, 1, 2)));
@@ -61,7 +67,7 @@ AD_API unsigned int ad_errorlog_printf_special(const char *format, ...) __attrib
  *   level, tag: see above; the tag is 4 characters by custom;   file, line: the site's
  *   format: as in printf(3), with its newline
  * Returns nothing.   errno stays as it was.
- * Blocks: 200 ms at most for each of its datagrams, and as ny_syslog() does.   Threads: any. */
+ * Blocks: 200 ms at most for each of the two logs, as above, and as ny_syslog() does.   Threads: any. */
 AD_API void ad_debug_print_impl(int level, const char *tag, const char *file, int line, const char *format, ...)
     __attribute__((format(printf, 5, 6)));
 

@@ -18,7 +18,7 @@ enum {
  *   client_ip, server_ip: network byte order, 0 turns the filter off; all ones: left as it is
  *   level: above 3 it counts as 3; negative: left as it is
  *   cfg_p: not null; the process is aborted otherwise, in every build
- * Leaving level 4 sends "reset special log" to the special socket first.
+ * Leaving level 4 sends "reset special log" to the special socket first, if that has a path.
  * Returns nothing.   Blocks: 200 ms at most, when level 4 is left.   Threads: any. */
 AD_API void ad_set_debug_parameter(unsigned int client_ip, unsigned int server_ip, int level, ad_debug_cfg *cfg_p);
 

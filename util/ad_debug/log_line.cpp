@@ -37,7 +37,7 @@ log_route route_of(int level, const ad_debug_cfg &record) {
     log_route route;
     route.system_log = copied && now(ad_debug_in_sighandler) == 0 && now(ad_debug_to_syslogd) != 0;
     route.error_log = level <= AD_DEBUG_LEVEL_MAX;
-    route.special_log = configured == AD_DEBUG_LEVEL_SPECIAL;
+    route.special_log = configured == AD_DEBUG_LEVEL_SPECIAL && special_log_is_on();
     return route;
 }
 

@@ -30,7 +30,7 @@ void ad_set_debug_parameter(unsigned int client_ip, unsigned int server_ip, int 
     if (server_ip != no_change) publish(cfg_p->server_ip, server_ip);
     if (level < 0) return;
     if (level > AD_DEBUG_LEVEL_MAX) level = AD_DEBUG_LEVEL_MAX;
-    if (now(cfg_p->level) == AD_DEBUG_LEVEL_SPECIAL) ad_errorlog_printf_special("reset special log");
+    if (now(cfg_p->level) == AD_DEBUG_LEVEL_SPECIAL && special_log_is_on()) ad_errorlog_printf_special("reset special log");
     publish(cfg_p->level, level);
 }
 

@@ -2,6 +2,8 @@
 
 #include "process_id.h"
 
+#include "state.h"
+
 #include <atomic>
 #include <cstddef>
 
@@ -19,6 +21,7 @@ constinit std::atomic<kept_id *> page = nullptr;
 constinit kept_id no_page = 0;
 
 kept_id *new_page() {
+    const errno_kept keep;
     void *const memory = mmap(nullptr, page_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) return &no_page;
     if (madvise(memory, page_bytes, MADV_WIPEONFORK) == 0) return static_cast<kept_id *>(memory);

@@ -20,10 +20,19 @@ extern std::atomic<int32_t> ad_logd_contact;
 extern sockaddr_un ad_errorlog_addr;     // the error log
 extern sockaddr_un ad_errorlog_sp_addr;  // the special log; an empty path: off
 
-extern char ad_debug_lib_name[512];         // the name that the library was last set up with
+inline bool special_log_is_on() {
+    return ad_errorlog_sp_addr.sun_path[0] != '\0';
+}
+
+// Whether the last datagram to a log ran out of time: its daemon does not read.
+extern std::atomic<bool> ad_error_log_stopped;
+extern std::atomic<bool> ad_special_log_stopped;
+
+extern char ad_debug_lib_name[512];         // the name that the library was last set up with; empty: it was not
 extern struct sigaction ad_debug_old_usr1;  // what SIGUSR1 did before; never the library's own handler
 
-// Reads the configuration of a socket path: its ".cfg" file, else the environment.  What is not configured comes back as -1.
+// Reads the configuration of a socket path: its ".cfg" file, else the environment, as for an empty path.  What is not configured
+// comes back as -1.
 void ad_read_debug_cfg(const char *path, int32_t *level, uint32_t *cip, uint32_t *sip);
 
 // Words of the shared record belong to other processes too, flags and pointers to other threads and handlers: each is read once a

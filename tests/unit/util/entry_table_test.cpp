@@ -227,6 +227,20 @@ TEST(EntryTable, NeverLeavesABitmapThatIsShorterThanTheCount) {
     EXPECT_EQ(nprm_entry_used(&table), 0u);
 }
 
+TEST(EntryTable, NeverGivesAnEntryBehindTheCountWhereTheBitmapIsLonger) {
+    bytes bitmap = {0xA5, 0xA5, 0xA5, 0xA5};
+    nprm_entry_table table = {0, 10, 4, bitmap.data()};
+    nprm_init_entry_table(&table);
+    EXPECT_EQ(table.bytes, 2);
+    EXPECT_EQ(bitmap, (bytes{0x00, 0x3F, 0xA5, 0xA5}));
+    uint32_t index = 0;
+    for (uint32_t expected = 0; expected < 10; ++expected) {
+        EXPECT_EQ(nprm_entry_alloc(&table, &index), 1u);
+        EXPECT_EQ(index, expected);
+    }
+    EXPECT_EQ(nprm_entry_alloc(&table, &index), 0u);
+}
+
 TEST(EntryTable, CountsEveryBitBelowTheCountOnly) {
     for (uint16_t count = 1; count <= 200; ++count) {
         owned_table owned(count);

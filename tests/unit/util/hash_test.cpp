@@ -11,9 +11,11 @@
 #include <thread>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "api/frame/pool.h"
+#include "tests/support/scripted_client.h"
 #include "tests/unit/util/random_steps.h"
 
 namespace {
@@ -311,6 +313,16 @@ TEST_F(HashTable, IterationTakesTheIndexFromTheAddressNotFromTheHeader) {
     EXPECT_EQ(owned.next(first), nprm_get_buffer_ptr(&owned.nodes, 1));
 }
 
+TEST_F(HashTable, IterationFromInsideANodeGoesOnBehindThatNode) {
+    owned_table owned(3, 1, 1, 1);
+    for (const uint8_t key : bytes{1, 2, 3})
+        owned.add({key}, {key});
+    auto *second = static_cast<uint8_t *>(nprm_get_buffer_ptr(&owned.nodes, 1));
+    EXPECT_EQ(owned.next(second + 1), nprm_get_buffer_ptr(&owned.nodes, 2));
+    EXPECT_EQ(owned.next(second + sizeof(nprm_hash_node) - 1), nprm_get_buffer_ptr(&owned.nodes, 2));
+    EXPECT_EQ(owned.next(second - 1), nprm_get_buffer_ptr(&owned.nodes, 2)) << "its header belongs to it";
+}
+
 TEST_F(HashTable, ZeroBucketsFindNothingAndHaveNoNode) {
     owned_table owned(2, 1, 1, 0);
     EXPECT_NE(owned.heads[0], nullptr) << "there is no head to clear";
@@ -362,6 +374,30 @@ TEST_F(HashTable, APoolThatDoesNotFitIsLeftAloneAndNothingCanBeAdded) {
     EXPECT_EQ(other.table.max_entries, 0u);
     EXPECT_EQ(nprm_pool_list, nullptr);
     EXPECT_EQ(other.add({1}, {1}), nullptr);
+}
+
+TEST_F(HashTable, APoolThatDoesNotFitIsReportedOnceWithCountsAndSizes) {
+    const std::string size = std::to_string(sizeof(nprm_hash_node));
+    EXPECT_THAT(
+        stderr_of([] { owned_table(2, 1, 1, 2, 5).add({1}, {1}); }),
+        ::testing::MatchesRegex(
+            "nprm_init_hash_table\\([0-9]+\\): node pool nodes has 2 buffers of 5 bytes, the table needs 2 of " + size + "\\.\n"));
+    owned_table other(2, 1, 1, 2);
+    other.table.max_entries = 3;
+    EXPECT_THAT(
+        stderr_of([&] { nprm_init_hash_table(&other.table); }),
+        ::testing::HasSubstr(": node pool nodes has 2 buffers of " + size + " bytes, the table needs 3 of " + size + ".\n"));
+    EXPECT_EQ(stderr_of([] {
+                  nprm_syslog_flag = 0;
+                  owned_table(2, 1, 1, 2, 5);
+              }),
+              "");
+    EXPECT_EQ(stderr_of([] {
+                  nprm_syslog_flag = NPRM_SYSLOG_FLAG_DEFAULT;
+                  owned_table(2, 1, 1, 2);
+              }),
+              "")
+        << "one that fits";
 }
 
 TEST_F(HashTable, LargerNodesWork) {

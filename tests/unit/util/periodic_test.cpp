@@ -421,6 +421,16 @@ void stops_all(uint32_t) {
     ++shared_calls[0];
 }
 
+PERIODIC_TEST(Periodic, NoCallbackBeginsAfterOneThatStopsTheScheduler) {
+    nprm_periodic_set_up();
+    nprm_register_periodic(1, remember<0>);
+    nprm_register_periodic(1, stops_all);
+    nprm_register_periodic(1, remember<1>);
+    tick();
+    EXPECT_EQ(order, (std::vector<uint32_t>{1}));
+    EXPECT_EQ(shared_calls[0], 1u);
+}
+
 PERIODIC_TEST(PeriodicThread, ACallbackMayStopTheScheduler) {
     nprm_syslog_flag = 0;
     const size_t before = threads_now();

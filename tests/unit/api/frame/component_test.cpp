@@ -112,12 +112,24 @@ TEST_F(Sender, HidesAFailedTransportOfStatisticsAndTcamOnly) {
 }
 
 TEST_F(Sender, LeavesTheSlotOfAFailedExchangeAsItWas) {
-    ruv.reply(reply_of(0, 35, {0}));
-    send(3, 1, false);
-    ASSERT_EQ(nprm_reply_slot[3], nprm_reply_area);
-    ruv.send_result = -1;
-    stderr_of([&] { EXPECT_EQ(send(3, 1, true), 6u); });
-    EXPECT_EQ(nprm_reply_slot[3], nprm_reply_area);
+    for (const auto &[component, record_bytes] : with_records) {
+        ruv.send_result = 0;
+        ruv.reply(reply_of(0, record_bytes, {0}));
+        send(component, 1, false);
+        ASSERT_EQ(nprm_reply_slot[component], nprm_reply_area);
+        ruv.send_result = -1;
+        stderr_of([&, component = component] { send(component, 1, true); });
+        EXPECT_EQ(nprm_reply_slot[component], nprm_reply_area);
+    }
+}
+
+TEST_F(Sender, FindsNoFailureInAReplyOfNoRecords) {
+    for (const uint32_t component : {0u, 2u, 9u}) {
+        std::vector<uint8_t> reply(12);
+        put_u32(reply, 8, 44);
+        ruv.reply(reply);
+        EXPECT_EQ(send(component, 1), 0u);
+    }
 }
 
 TEST_F(Sender, TakesTheResultOfAReplyOf12Bytes) {
@@ -164,6 +176,8 @@ TEST_F(Converter, IgnoresComponentsThatAreNotThereOrHaveNoRecords) {
     for (const uint32_t component : {4u, 8u, 11u, 12u, 0xFFFFFFFFu})
         nprm_api_ipc_msg_handler(component, reply.data());
     EXPECT_EQ(std::vector<uint8_t>(area.begin(), area.end()), before);
+    for (const uint32_t component : {4u, 8u, 11u})
+        nprm_api_ipc_msg_handler(component, nullptr);
     for (const uint8_t *slot : nprm_reply_slot)
         EXPECT_EQ(slot, nullptr);
 }

@@ -286,6 +286,58 @@ TEST_F(Pool, RepairsAnOverwrittenHeaderOfABufferOfItsOwn) {
     EXPECT_EQ(pool.free_tail, header_of(hurt));
 }
 
+TEST_F(Pool, RepairOfABufferThatIsFreeMakesNoCycleAndLosesNone) {
+    for (const uint16_t place : {uint16_t{0}, uint16_t{1}, uint16_t{2}}) {
+        nprm_pool_list = nullptr;
+        POOL(pool, 0, 3, 32);
+        pool = nprm_buffer_pool NPRM_POOL("pool", 0, 3, 32, pool_storage);
+        nprm_init_buffer_pool(&pool);
+        void *hurt = nprm_get_buffer_ptr(&pool, place);
+        header_of(hurt)->magic = 0xDEADBEEF;
+        stdout_of([&] { stderr_of([&] { nprm_free(hurt); }); });
+        size_t taken = 0;
+        while (taken < 10 && nprm_pool_malloc(&pool) != nullptr)
+            ++taken;
+        EXPECT_EQ(taken, 3u) << place;
+    }
+}
+
+TEST_F(Pool, AsManyFreesAsMakeTheCountWrapMakeNoCycle) {
+    POOL(pool, 0, 3, 32);
+    nprm_init_buffer_pool(&pool);
+    void *buffer = nprm_pool_malloc(&pool);
+    nprm_syslog_flag = 0;
+    stdout_of([&] {
+        for (int i = 0; i < 65537; ++i)
+            nprm_free(buffer);
+    });
+    nprm_syslog_flag = NPRM_SYSLOG_FLAG_DEFAULT;
+    size_t taken = 0;
+    while (taken < 10 && nprm_pool_malloc(&pool) != nullptr)
+        ++taken;
+    EXPECT_EQ(taken, 3u);
+}
+
+TEST_F(Pool, AnOverwrittenFreeLinkLeadsNobodyAstrayWhileOthersAreGivenBack) {
+    POOL(pool, 0, 3, 32);
+    nprm_init_buffer_pool(&pool);
+    void *first = nprm_pool_malloc(&pool);
+    std::memset(header_of(nprm_get_buffer_ptr(&pool, 1)), 0xEE, sizeof(nprm_link));
+    nprm_free(first);
+    stdout_of([&] { stderr_of([&] { nprm_free(first); }); });
+    EXPECT_EQ(header_of(first)->ref_count, 65535);
+}
+
+TEST_F(Pool, AForgedHeaderInsideABufferIsNotBelieved) {
+    POOL(pool, 0, 2, 128);
+    nprm_init_buffer_pool(&pool);
+    auto *buffer = static_cast<uint8_t *>(nprm_pool_malloc(&pool));
+    std::memcpy(buffer + 32, header_of(buffer), sizeof(nprm_link));
+    uint8_t *inside = buffer + 32 + sizeof(nprm_link);
+    const std::string out = stdout_of([&] { stderr_of([&] { nprm_free(inside); }); });
+    EXPECT_EQ(out, "\nUnable to locate pool for " + pointer_text(inside));
+}
+
 TEST_F(Pool, ReportsAndDropsWhatIsNoBuffer) {
     POOL(pool, 0, 2, 32);
     nprm_init_buffer_pool(&pool);

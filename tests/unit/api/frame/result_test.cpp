@@ -68,7 +68,7 @@ TEST(ResultCodes, HaveAllTheirNamesAsKept) {
     EXPECT_EQ(list, content_of(NPRM_GOLDEN_DIR "/result_codes.txt"));
 }
 
-TEST(ResultCodes, AreSeventySlotsAndAHundredOfWhichSevenAreEmpty) {
+TEST(ResultCodes, AreInA170SlotTableOfWhichSevenAreEmpty) {
     static_assert(sizeof nprm_error_str == 170 * sizeof(char *));
     std::string empty;
     for (uint32_t code = 0; code < 170; ++code)

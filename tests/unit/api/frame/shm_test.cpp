@@ -202,6 +202,17 @@ TEST_F(Segment, CopiesExactlyTheUnroundedSize) {
     EXPECT_EQ(std::vector<uint8_t>(out, out + 8), (std::vector<uint8_t>{1, 2, 3, 4, 5, 9, 9, 9}));
 }
 
+TEST_F(Segment, CopiesNothingOfAUnitThatIsNotThere) {
+    const uint32_t sizes[] = {3, 5};
+    ASSERT_NE(nprm_shm_init(0, 2, sizes, 1), nullptr);
+    uint8_t byte = 5;
+    for (const uint32_t unit : {2u, 63u, 64u, 0xFFFFFFFFu}) {
+        EXPECT_EQ(nprm_to_shm(0, unit, &byte), 0u);
+        EXPECT_EQ(nprm_from_shm(0, unit, &byte), 0u);
+    }
+    EXPECT_EQ(byte, 5);
+}
+
 TEST_F(Segment, CopiesNothingWhileDetached) {
     uint8_t byte = 5;
     EXPECT_EQ(nprm_to_shm(0, 0, &byte), 0u);

@@ -4,7 +4,9 @@
 
 #include <cerrno>
 
+#include <fcntl.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
 #include "api/frame/component.h"
 #include "api/frame/nprm_pool.h"
@@ -61,6 +63,10 @@ TEST_F(Registration, WithoutTransportLogsAndReturns0) {
     EXPECT_EQ(registered, 0u);
     EXPECT_EQ(log.substr(0, 25), "nprm_ipc_register_client(");
     EXPECT_NE(log.find("): Unable to bind to any DYNAMIC SAP."), std::string::npos) << log;
+    EXPECT_EQ(nprm_shm_get_ptr(0, 0), nullptr) << "the segment is not looked for";
+    the_fake_ruv().next_handle = 1;
+    ASSERT_EQ(nprm_ipc_register_client(), 1u);
+    EXPECT_EQ(std::stoi(the_fake_ruv().binds[1].name.substr(12)), std::stoi(the_fake_ruv().binds[0].name.substr(12)) + 1);
 }
 
 TEST_F(Registration, WithoutSegmentReturns0AndKeepsTheBinding) {
@@ -141,6 +147,27 @@ TEST_F(Preparation, RefusesWith4WhenAllElevenBuffersAreTaken) {
         nprm_free(buffer);
 }
 
+TEST_F(Preparation, LeavesItsCodeInErrnoWhateverLoggingDoes) {
+    // Standard error on a full device: writing the message fails and sets errno.
+    const int kept = dup(STDERR_FILENO), full = open("/dev/full", O_WRONLY);
+    std::vector<void *> taken;
+    while (void *buffer = nprm_ipc_msg_malloc())
+        taken.push_back(buffer);
+    dup2(full, STDERR_FILENO);
+    nprm_prep_ipc_msg(1, 1);
+    const int no_buffer = errno;
+    set_status(0);
+    nprm_prep_ipc_msg(1, 1);
+    const int not_ready = errno;
+    dup2(kept, STDERR_FILENO);
+    close(kept);
+    close(full);
+    for (void *buffer : taken)
+        nprm_free(buffer);
+    EXPECT_EQ(no_buffer, 4);
+    EXPECT_EQ(not_ready, 7);
+}
+
 // ---- one exchange
 
 class Exchange : public scripted_client {
@@ -185,6 +212,14 @@ TEST_F(Exchange, RefusesComponentsAbove10AndGivesTheBufferBack) {
     }
     EXPECT_TRUE(ruv.sends.empty());
     EXPECT_EQ(free_request_buffers(), 11u);
+}
+
+TEST_F(Exchange, RefusesMoreThanABufferHolds) {
+    stderr_of([&] {
+        EXPECT_EQ(send(7, 65537), 3u);
+        EXPECT_EQ(send(7, 0xFFFFFFFF), 3u);
+    });
+    EXPECT_TRUE(ruv.sends.empty());
 }
 
 TEST_F(Exchange, SetsTheComponentsSlotToTheReplyArea) {

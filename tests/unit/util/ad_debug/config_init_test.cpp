@@ -1,8 +1,7 @@
-// Set-up: the sockets' paths, their records, what is applied to them, SIGUSR1.
+// Set-up: the sockets' paths, their records, what is applied to them.
 
 #include "util/ad_debug/ad_debug.h"
 
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 
@@ -154,6 +153,28 @@ TEST_F(AdInitDebugLib, FailsWithoutAnyNameAndSendsNothingThen) {
     EXPECT_TRUE(the_system_calls().sends.empty());
 }
 
+TEST_F(AdInitDebugLib, WithoutANameAfterASetUpTurnsBothLogsOffAndKeepsTheRecord) {
+    write_file(of_user, "");
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_set_special_log_path(special.c_str()), 0);
+    ad_debug_cfg *const record = ad_debug_cfg_p;
+    EXPECT_EQ(ad_init_debug_lib(nullptr), -1);
+    EXPECT_EQ(ad_debug_cfg_p, record);
+    EXPECT_STREQ(ad_errorlog_addr.sun_path, "");
+    EXPECT_STREQ(ad_errorlog_sp_addr.sun_path, "");
+}
+
+TEST_F(AdInitDebugLib, TakesTheSameNameAgainAfterASetUpWithoutAName) {
+    log_socket daemon(of_user);
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_init_debug_lib(nullptr), -1);
+    EXPECT_STREQ(ad_debug_lib_name, "");
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(ad_errorlog_addr.sun_path, of_user);
+    ad_errorlog_printf("back");
+    EXPECT_EQ(daemon.text(), "back");
+}
+
 TEST_F(AdInitDebugLib, ChangesNothingForTheSameNameAgain) {
     write_file(of_user, "");
     EXPECT_EQ(init(), 0);
@@ -236,113 +257,6 @@ TEST_F(AdInitDebugLib, SpecialLogIgnoresNoNameAndCutsLongOnes) {
     EXPECT_EQ(ad_debug_cfg_p, nullptr);
     EXPECT_EQ(ad_set_special_log_path(std::string(500, 's').c_str()), 0);
     EXPECT_EQ(ad_errorlog_sp_addr.sun_path, std::string(107, 's'));
-}
-
-// -- SIGUSR1
-
-class AdDebugSigusr1 : public AdInitDebugLib {
-  protected:
-    AdDebugSigusr1() {
-        calls = 0;
-        write_file(of_user, "");
-    }
-
-    static struct sigaction installed() {
-        struct sigaction action {};
-        sigaction(SIGUSR1, nullptr, &action);
-        return action;
-    }
-
-    static volatile sig_atomic_t calls;
-    static volatile sig_atomic_t last_signal;
-    static void host_handler(int signal_number) {
-        calls = calls + 1;
-        last_signal = signal_number;
-    }
-    static void host_handler_with_information(int signal_number, siginfo_t *information, void *) {
-        if (information->si_signo == signal_number) host_handler(signal_number);
-    }
-};
-volatile sig_atomic_t AdDebugSigusr1::calls;
-volatile sig_atomic_t AdDebugSigusr1::last_signal;
-
-TEST_F(AdDebugSigusr1, ReadsTheConfigurationAgain) {
-    log_socket special_log(special_path());
-    EXPECT_EQ(init(), 0);
-    EXPECT_EQ(ad_debug_cfg_p->level, 0);
-    write_file(of_user + ".cfg", "debug_level=2\ndebug_client_ip=10.0.0.3\n");
-    raise(SIGUSR1);
-    EXPECT_EQ(ad_debug_cfg_p->level, 2);
-    EXPECT_EQ(ad_debug_cfg_p->client_ip, inet_addr("10.0.0.3"));
-
-    set_path(ad_errorlog_sp_addr, special_path());
-    ad_debug_cfg_p->level = 4;
-    the_system_calls().recording = false;  // what notes and reads here is not for signal handlers
-    the_system_calls().after_send = nullptr;
-    raise(SIGUSR1);
-    EXPECT_EQ(ad_debug_cfg_p->level, 2);
-    EXPECT_EQ(special_log.text(), "reset special log");
-}
-
-TEST_F(AdDebugSigusr1, IsHandledWithAnEmptyMaskAndWithoutFlags) {
-    EXPECT_EQ(init(), 0);
-    const struct sigaction action = installed();
-    EXPECT_EQ(action.sa_flags & ~0x04000000, 0) << "but for what libc itself adds";
-    for (int number = 1; number < NSIG; ++number)
-        EXPECT_NE(sigismember(&action.sa_mask, number), 1) << number;
-}
-
-TEST_F(AdDebugSigusr1, CallsTheHandlerThatWasThereBefore) {
-    signal(SIGUSR1, host_handler);
-    EXPECT_EQ(init(), 0);
-    write_file(of_user + ".cfg", "debug_level=1\n");
-    raise(SIGUSR1);
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(last_signal, SIGUSR1);
-    EXPECT_EQ(ad_debug_cfg_p->level, 1);
-}
-
-TEST_F(AdDebugSigusr1, KeepsTheHandlerSavedFirstWhenTheLibraryIsSetUpAgain) {
-    signal(SIGUSR1, host_handler);
-    EXPECT_EQ(init(), 0);
-    EXPECT_EQ(ad_init_debug_lib((directory / "other").c_str()), 0);
-    raise(SIGUSR1);
-    EXPECT_EQ(calls, 1);
-}
-
-TEST_F(AdDebugSigusr1, SavesAHandlerThatTheHostInstalledBetweenTwoSetUps) {
-    EXPECT_EQ(init(), 0);
-    signal(SIGUSR1, host_handler);
-    raise(SIGUSR1);
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(ad_init_debug_lib((directory / "other").c_str()), 0);
-    raise(SIGUSR1);
-    EXPECT_EQ(calls, 2);
-}
-
-TEST_F(AdDebugSigusr1, DoesNotCallTheIgnoreDisposition) {
-    signal(SIGUSR1, SIG_IGN);
-    EXPECT_EQ(init(), 0);
-    write_file(of_user + ".cfg", "debug_level=1\n");
-    raise(SIGUSR1);
-    EXPECT_EQ(ad_debug_cfg_p->level, 1);
-}
-
-TEST_F(AdDebugSigusr1, CallsAHandlerThatTakesInformationWithTheSignalsNumber) {
-    struct sigaction action {};
-    action.sa_sigaction = host_handler_with_information;
-    action.sa_flags = SA_SIGINFO;
-    sigaction(SIGUSR1, &action, nullptr);
-    EXPECT_EQ(init(), 0);
-    raise(SIGUSR1);
-    EXPECT_EQ(calls, 1);
-}
-
-TEST_F(AdDebugSigusr1, LeavesErrnoOfTheInterruptedCodeAsItWas) {
-    EXPECT_EQ(init(), 0);
-    errno = 1234;
-    raise(SIGUSR1);  // there is no file: open() fails in the handler
-    EXPECT_EQ(errno, 1234);
 }
 
 }  // namespace

@@ -119,4 +119,28 @@ TEST_F(AdSharedRecord, InUseIsReplacedByThePrivateOneWhenItIsGivenBack) {
     EXPECT_EQ(ad_debug_cfg_p, &ad_debug_cfg_no_share_mem);
 }
 
+TEST_F(AdSharedRecord, InUseIsReplacedBeforeItIsDetached) {
+    ASSERT_EQ(ad_get_ad_debug_cfg_p(path.c_str(), &ad_debug_cfg_p), 0);
+    const ad_debug_cfg *in_use = nullptr;
+    the_system_calls().before_shmdt = [&] { in_use = ad_debug_cfg_p; };
+    EXPECT_EQ(ad_return_ad_debug_cfg_p(ad_debug_cfg_p), 0);
+    EXPECT_EQ(in_use, &ad_debug_cfg_no_share_mem);
+}
+
+TEST_F(AdSharedRecord, InUseStaysWhenItCannotBeDetached) {
+    ASSERT_EQ(ad_get_ad_debug_cfg_p(path.c_str(), &record), 0);
+    ad_debug_cfg_p = record;
+    the_system_calls().shmdt_error = EINVAL;
+    EXPECT_EQ(ad_return_ad_debug_cfg_p(record), -1);
+    EXPECT_EQ(ad_debug_cfg_p, record);
+    the_system_calls().shmdt_error = 0;
+    EXPECT_EQ(ad_return_ad_debug_cfg_p(record), 0);
+}
+
+TEST_F(AdSharedRecord, NotInUseIsGivenBackWithoutAChangeOfTheOneInUse) {
+    ASSERT_EQ(ad_get_ad_debug_cfg_p(path.c_str(), &record), 0);
+    EXPECT_EQ(ad_return_ad_debug_cfg_p(record), 0);
+    EXPECT_EQ(ad_debug_cfg_p, nullptr);
+}
+
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "util/ad_debug/ad_debug.h"
 
+#include <cerrno>
 #include <climits>
 #include <cstddef>
 #include <cstdlib>
@@ -188,6 +189,15 @@ TEST_F(AdReadDebugCfg, TakesNothingFromAnEmptyFileADirectoryAndAPipe) {
     EXPECT_EQ(level, -1);
     ASSERT_EQ(mkfifo((directory / "pipe.cfg").c_str(), 0600), 0);
     read(directory / "pipe");
+    EXPECT_EQ(level, -1);
+}
+
+TEST_F(AdReadDebugCfg, ReadsAgainAfterEachInterruption) {
+    the_system_calls().read_error = [](size_t call) { return call < 3 ? EINTR : 0; };
+    read_file("debug_level=3\n");
+    EXPECT_EQ(level, 3);
+    the_system_calls().read_error = [](size_t) { return EIO; };
+    read_file("debug_level=2\n");
     EXPECT_EQ(level, -1);
 }
 

@@ -99,6 +99,8 @@ std::vector<std::string> log_socket::texts() {
 debug_library::debug_library() {
     if (const int fd = ad_errorlog_fd.exchange(socket_not_created); fd >= 0) close(fd);
     ad_logd_contact = contact_untried;
+    ad_error_log_stopped = false;
+    ad_special_log_stopped = false;
     set_path(ad_errorlog_addr, main_path());
     set_path(ad_errorlog_sp_addr, special_path());
     ad_debug_cfg_p = nullptr;

@@ -1,15 +1,12 @@
-// The three writers: the datagram, the daemon's absence, the socket, time limits, errno.
+// The three writers: the datagram, the daemon's absence, the socket, errno.
 
 #include "util/ad_debug/ad_errorlog.h"
 
-#include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <cstdarg>
 #include <cstring>
 #include <thread>
 
-#include <csignal>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -50,44 +47,6 @@ class no_descriptors {
   private:
     rlimit before_{};
 };
-
-// Signals a thousand times a second while this lives.
-class steady_signals {
-  public:
-    explicit steady_signals(int flags) {
-        struct sigaction action {};
-        action.sa_handler = [](int) {};
-        action.sa_flags = flags;
-        sigaction(SIGALRM, &action, &before_);
-        const itimerval every = {{0, 1000}, {0, 1000}};
-        setitimer(ITIMER_REAL, &every, nullptr);
-    }
-    ~steady_signals() {
-        const itimerval never{};
-        setitimer(ITIMER_REAL, &never, nullptr);
-        sigaction(SIGALRM, &before_, nullptr);
-    }
-
-  private:
-    struct sigaction before_ {};
-};
-
-// The daemon's queue is full when a send does not wait.
-void fill_queue(const sockaddr_un &address) {
-    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    the_system_calls().recording = false;
-    while (sendto(fd, "x", 1, MSG_DONTWAIT, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 1) {
-    }
-    EXPECT_EQ(errno, EAGAIN);
-    the_system_calls().recording = true;
-    close(fd);
-}
-
-std::chrono::milliseconds time_of(auto what) {
-    const auto start = std::chrono::steady_clock::now();
-    what();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
-}
 
 TEST(AdErrorlogState, IsAsDocumentedAtTheStartOfAProcess) {
     const initial_state &state = state_at_start();
@@ -259,56 +218,6 @@ TEST_F(AdErrorlog, KeepsItsSocketFromChildrenAndBoundsItsSends) {
     ASSERT_EQ(getsockopt(ad_errorlog_fd, SOL_SOCKET, SO_SNDTIMEO, &limit, &bytes), 0);
     EXPECT_EQ(limit.tv_sec, 0);
     EXPECT_EQ(limit.tv_usec, 200000);
-}
-
-TEST_F(AdErrorlog, GivesAStoppedDaemonUpAfterTheTimeLimit) {
-    log_socket daemon(main_path(), log_socket::stopped);
-    fill_queue(ad_errorlog_addr);
-    std::string printed;
-    const auto taken = time_of([&] { printed = stderr_of([] { ad_errorlog_printf("late\n"); }); });
-    EXPECT_EQ(printed, std::string(no_contact_warning) + "late\n");
-    EXPECT_GE(taken.count(), 150);
-    EXPECT_LT(taken.count(), 1000);
-}
-
-TEST_F(AdErrorlog, KeepsTheTimeLimitUnderSteadySignals) {
-    log_socket daemon(main_path(), log_socket::stopped);
-    fill_queue(ad_errorlog_addr);
-    for (const int flags : {0, SA_RESTART}) {
-        ad_logd_contact = contact_made;
-        std::string printed;
-        const auto taken = time_of([&] {
-            const steady_signals signals(flags);
-            printed = stderr_of([] { ad_errorlog_printf("late\n"); });
-        });
-        EXPECT_EQ(printed, std::string(no_contact_warning) + "late\n");
-        EXPECT_GE(taken.count(), 150) << "flags " << flags;
-        EXPECT_LT(taken.count(), 1000) << "flags " << flags;
-    }
-}
-
-TEST_F(AdErrorlog, SendsAgainAfterEachInterruption) {
-    log_socket daemon(main_path());
-    the_system_calls().send_error = [](size_t call) { return call < 1000 ? EINTR : 0; };
-    EXPECT_EQ(stderr_of([] { ad_errorlog_printf("through\n"); }), "");
-    EXPECT_EQ(daemon.texts(), std::vector<std::string>{"through\n"});
-    EXPECT_EQ(the_system_calls().sends.size(), 1001U);
-}
-
-TEST_F(AdErrorlog, GivesUpWhenInterruptionsNeverEnd) {
-    the_system_calls().send_error = [](size_t) { return EINTR; };
-    EXPECT_EQ(stderr_of([] { ad_errorlog_printf("stuck\n"); }), std::string(no_contact_warning) + "stuck\n");
-}
-
-TEST_F(AdErrorlog, SendsWhenRoomComesAfterAnInterruption) {
-    log_socket daemon(main_path(), log_socket::stopped);
-    fill_queue(ad_errorlog_addr);
-    the_system_calls().send_error = [&](size_t call) {
-        if (call == 3) daemon.read_all();
-        return call == 0 ? EINTR : 0;
-    };
-    EXPECT_EQ(stderr_of([] { ad_errorlog_printf("patient\n"); }), "");
-    EXPECT_EQ(daemon.texts().back(), "patient\n");
 }
 
 TEST_F(AdErrorlog, TakesAnyOtherErrorForUnreachableAtOnce) {

@@ -150,6 +150,18 @@ TEST_F(AdDebugPrint, GoesWhereTheTableOfLevelsSays) {
     }
 }
 
+TEST_F(AdDebugPrint, LeavesTheSpecialLogOutWhileItsPathIsEmpty) {
+    set_path(ad_errorlog_sp_addr, "");
+    use_level(4);
+    EXPECT_EQ(stderr_of([] { ad_debug_print(1, "TEST", "m\n"); }), "");
+    EXPECT_EQ(outputs(), "error");
+    EXPECT_EQ(stderr_of([] { ad_debug_print(4, "TEST", "m\n"); }), "");
+    EXPECT_EQ(outputs(), "nowhere");
+    set_path(ad_errorlog_sp_addr, special_path());
+    ad_debug_print(4, "TEST", "m\n");
+    EXPECT_EQ(outputs(), "special");
+}
+
 struct filter_row {
     const char *configured_client, *handled_client, *configured_server, *handled_server;
     bool logged;
@@ -244,6 +256,20 @@ TEST_F(AdDebugPrint, LeavesErrnoAsItWasAndFormatsWithIt) {
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(shown(error_log.text()), "No such file or directory\n");
     EXPECT_EQ(shown(fake_syslog_calls().at(0).text), "No such file or directory\n");
+}
+
+// A process of its own: the page of its id is made by its first message.
+TEST_F(AdDebugPrint, FormatsTheFirstMessageOfAProcessWithTheCallersErrno) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto first_message = [this] {
+        the_system_calls().madvise_error = EINVAL;
+        use_level(1);
+        errno = ENOENT;
+        ad_debug_print(1, "ERRO", "%m\n");
+        fputs(error_log.text().c_str(), stderr);
+        exit(0);
+    };
+    EXPECT_EXIT(first_message(), testing::ExitedWithCode(0), "-> No such file or directory\n$");
 }
 
 }  // namespace

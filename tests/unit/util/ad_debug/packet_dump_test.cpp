@@ -131,6 +131,17 @@ TEST_F(AdDebugPrintPkt, RoutesEveryLineAsAMessageOfItsLevel) {
     EXPECT_TRUE(fake_syslog_calls().empty());
 }
 
+TEST_F(AdDebugPrintPkt, LeavesTheSpecialLogOutWhileItsPathIsEmpty) {
+    set_path(ad_errorlog_sp_addr, "");
+    use_level(4);
+    EXPECT_EQ(stderr_of([] {
+                  ad_debug_print_pkt(1, "PKTS", "x", 1, "d");
+                  ad_debug_print_pkt(4, "PKTS", "x", 1, "d");
+              }),
+              "");
+    EXPECT_EQ(error_log.texts().size(), 2U);
+}
+
 TEST_F(AdDebugPrintPkt, NamesTheSitesOwnFileAndLine) {
     use_level(1);
     const int line = __LINE__ + 1;

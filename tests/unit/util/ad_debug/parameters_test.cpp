@@ -88,6 +88,14 @@ TEST_F(AdSetDebugParameter, SendsTheResetOfTheSpecialLogBeforeLevel4IsLeft) {
     EXPECT_TRUE(error_log.texts().empty());
 }
 
+TEST_F(AdSetDebugParameter, SendsNoResetWhileThePathOfTheSpecialLogIsEmpty) {
+    set_path(ad_errorlog_sp_addr, "");
+    record.level = 4;
+    EXPECT_EQ(stderr_of([&] { ad_set_debug_parameter(keep, keep, 2, &record); }), "");
+    EXPECT_EQ(record.level, 2);
+    EXPECT_TRUE(the_system_calls().sends.empty());
+}
+
 TEST_F(AdSetDebugParameter, AbortsWithoutARecordInEveryBuild) {
     EXPECT_DEATH(ad_set_debug_parameter(0, 0, 0, nullptr), "Assertion .cfg_p. failed");
 }
@@ -98,6 +106,18 @@ TEST_F(AdSetDebugParameter, DirectlyChangesTheRecordInUse) {
     EXPECT_EQ(record.level, 3);
     EXPECT_EQ(record.client_ip, 7U);
     EXPECT_EQ(record.server_ip, 8U);
+    EXPECT_TRUE(error_log.texts().empty());
+}
+
+TEST_F(AdSetDebugParameter, DirectlyLeavesEverythingForAllOnesAndANegativeLevel) {
+    ad_debug_cfg_p = &record;
+    ad_debug_syslog_critical_msg_only = 0;
+    ad_debug_set_debug_parameter_directly(keep, keep, -1);
+    ad_debug_set_debug_level_directly(-1);
+    EXPECT_EQ(record.level, 1);
+    EXPECT_EQ(record.client_ip, 0x01010101U);
+    EXPECT_EQ(record.server_ip, 0x02020202U);
+    EXPECT_EQ(ad_debug_syslog_critical_msg_only, 0);
     EXPECT_TRUE(error_log.texts().empty());
 }
 
@@ -221,10 +241,17 @@ TEST_F(MyXmalloc, TellsErrorLogAndSpecialLogUnderItsOwnFileName) {
 }
 
 TEST_F(MyXmalloc, TellsTheSystemLogAloneWhenTheFiltersHoldTheRestBack) {
+    constexpr char critical_call[] = "\\[2 0 0 512035 Malloc fail at host/main.c:12\n\\]$";
     use_level(1);
     ad_debug_cfg_p->client_ip = 1;
     ad_current_client_ip = 2;
-    EXPECT_EXIT(fail(too_much), testing::ExitedWithCode(126), "\\[2 0 0 512035 Malloc fail at host/main.c:12\n\\]$");
+    EXPECT_EXIT(fail(too_much), testing::ExitedWithCode(126), critical_call);
+    EXPECT_TRUE(error_log.texts().empty());
+
+    ad_debug_cfg_p->client_ip = 0;
+    ad_debug_cfg_p->server_ip = 1;
+    ad_current_server_ip = 2;
+    EXPECT_EXIT(fail(too_much), testing::ExitedWithCode(126), critical_call);
     EXPECT_TRUE(error_log.texts().empty());
 }
 

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include <dlfcn.h>
+#include <sys/mman.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
@@ -76,6 +77,25 @@ void *shmat(int id, const void *address, int flags) noexcept {
         return reinterpret_cast<void *>(-1);
     }
     return call(id, address, flags);
+}
+
+int shmdt(const void *address) noexcept {
+    static const auto call = real<int(const void *)>("shmdt");
+    if (the_system_calls().before_shmdt) the_system_calls().before_shmdt();
+    return the_system_calls().shmdt_error != 0 ? failed(the_system_calls().shmdt_error) : call(address);
+}
+
+int madvise(void *address, size_t bytes, int advice) noexcept {
+    static const auto call = real<int(void *, size_t, int)>("madvise");
+    const bool refused = advice == MADV_WIPEONFORK && the_system_calls().madvise_error != 0;
+    return refused ? failed(the_system_calls().madvise_error) : call(address, bytes, advice);
+}
+
+ssize_t read(int fd, void *bytes, size_t count) {
+    static const auto call = real<decltype(read)>("read");
+    system_calls &calls = the_system_calls();
+    const int error = calls.read_error ? calls.read_error(calls.reads++) : 0;
+    return error != 0 ? failed(error) : call(fd, bytes, count);
 }
 }  // extern "C"
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -28,6 +28,12 @@ struct system_calls {
     int shmctl_stat_error = 0;
     int shmctl_remove_error = 0;
     int shmat_error = 0;
+    int shmdt_error = 0;
+    int madvise_error = 0;
+    std::function<void()> before_shmdt;
+
+    std::function<int(size_t)> read_error;  // what read() fails with, by the number of the call from 0 on; 0: the call is real
+    size_t reads = 0;                       // counted while there is a read_error
 };
 
 system_calls &the_system_calls();
