@@ -9,7 +9,7 @@ namespace nprm {
 
 // Aligned as the counters in the segment are.  A uint64_t is aligned to 4 bytes only on the target, and for such a one compilers
 // call libatomic instead of using one instruction.
-using shared_count = uint64_t __attribute__((aligned(8), may_alias));
+typedef uint64_t shared_count __attribute__((aligned(8), may_alias));  // clang aligns no alias that is made by "using"
 
 inline uint64_t load_count(const void *at) {
     return __atomic_load_n(static_cast<const shared_count *>(at), __ATOMIC_RELAXED);

@@ -13,7 +13,7 @@ class StatsOpFailure : public stats_fixture {
     }
     // Runs an operation that must fail, and gives what was logged.
     static std::string failure_of(uint32_t table, uint32_t op, uint32_t count, uint32_t *ids, void **data) {
-        const std::string log = stderr_of([&] { EXPECT_EQ(nprm_stats_op(table, op, count, ids, data), 0); });
+        std::string log = stderr_of([&] { EXPECT_EQ(nprm_stats_op(table, op, count, ids, data), 0); });
         expect_clean();
         return log;
     }
