@@ -28,10 +28,11 @@ const std::map<std::string, std::vector<std::string>> directions = {
     {"platform", {}},
     {"platform/local", {"platform"}},
     {"simcard", {"public", "platform", "platform/local"}},
-    {"tools", {"public", "platform/local"}},
+    {"tools", {"public", "platform/local", "tools/ad_logd"}},
+    {"tools/ad_logd", {"public"}},
     {"examples", {"public"}},
     {"bench",
-     {"api", "api/wire", "api/frame", "api/config", "api/stats", "api/diag", "util", "util/ad_debug", "platform",
+     {"tools/ad_logd", "api", "api/wire", "api/frame", "api/config", "api/stats", "api/diag", "util", "util/ad_debug", "platform",
       "platform/local"}},
 };
 

@@ -34,6 +34,12 @@ int tcam_compare(invocation &);
 int card_status(invocation &);  // card_commands.cpp
 int card_fault(invocation &);
 int card_reset(invocation &);
+int log_follow(invocation &);  // log_follow.cpp
+int log_level(invocation &);   // log_commands.cpp
+int log_filter(invocation &);
+int log_show(invocation &);
+int log_reload(invocation &);
+int log_send(invocation &);
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 

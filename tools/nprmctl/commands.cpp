@@ -24,6 +24,13 @@ constexpr command rows[] = {
     {"card fault", card_fault, "KIND [--count COUNT] [--component NAME] [--value VALUE] [--seed SEED]",
      "make the simulated card misbehave; none ends it"},
     {"card reset", card_reset, "", "put the simulated card back to its state at start"},
+    {"log follow", log_follow, "[--process P] [--tag T] [--text X] [--count N] [--socket BASE]", "watch what processes log, live"},
+    {"log level", log_level, "[N] [--special] [--socket BASE]", "show or set the level up to which processes log"},
+    {"log filter", log_filter, "client|server [ADDRESS|off] [--special] [--socket BASE]",
+     "show or set the one address that processes log about"},
+    {"log show", log_show, "[--special] [--socket BASE]", "show the shared debug record, and who has it attached"},
+    {"log reload", log_reload, "PID", "have a process read its log configuration again"},
+    {"log send", log_send, "TEXT [--socket BASE]", "send a test message through the library"},
     {"completion", print_completion, "bash", "print the completion for a shell"},
     {"help", print_help, "[COMMAND...]", "show all commands, or one in full"},
 };

@@ -1,0 +1,117 @@
+// The record that the processes of a log socket share.
+
+#include "log_record.h"
+
+#include "ad_param.h"
+#include "failure.h"
+#include "log_catcher.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include <fcntl.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr uint32_t unchanged = ~0U;
+
+std::string path_of(const std::string &base) {
+    struct stat there {};
+    const std::string own = base + "." + std::to_string(getuid());
+    return lstat(own.c_str(), &there) == 0 ? own : base + ".0";
+}
+
+// "b7f3c000-b7f3d000 rw-s 00000000 00:01 32771   /SYSV6400001a (deleted)": the inode is the segment's id.
+bool has_attached(pid_t pid, uint32_t key, int segment) {
+    char name[32];
+    std::snprintf(name, sizeof name, "/SYSV%08" PRIx32, key);
+    std::ifstream maps("/proc/" + std::to_string(pid) + "/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find(name) == std::string::npos) continue;
+        int inode = -1;
+        if (std::sscanf(line.c_str(), "%*s %*s %*s %*s %d", &inode) == 1 && inode == segment) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+std::string log_path(const std::string &base) {
+    const char *const configured = std::getenv("ERROR_LOG_SOCKET");
+    if (!base.empty()) return path_of(base);
+    return path_of(configured != nullptr ? configured : log_base_default);
+}
+
+std::string special_path() {
+    return path_of(special_base_default);
+}
+
+shared_record::shared_record(const std::string &path) {
+    const key_t key = ftok(path.c_str(), AD_DEBUG_KEY_ID);
+    if (ad_get_ad_debug_cfg_p_no_create(path.c_str(), &record_) != 0)
+        throw failure{exit_refused, path + " has no shared debug record", "start the log daemon: ad_logd", {}, {}, {}, {}};
+    key_ = static_cast<uint32_t>(key);
+    segment_ = shmget(key, 0, 0);
+    shmid_ds known{};
+    if (shmctl(segment_, IPC_STAT, &known) == 0) maker_ = known.shm_cpid;
+}
+
+ad_debug_cfg shared_record::content() const {
+    ad_debug_cfg copy = {};
+    copy.level = __atomic_load_n(&record_->level, __ATOMIC_RELAXED);
+    copy.client_ip = __atomic_load_n(&record_->client_ip, __ATOMIC_RELAXED);
+    copy.server_ip = __atomic_load_n(&record_->server_ip, __ATOMIC_RELAXED);
+    return copy;
+}
+
+// The setter never selects level 4, and marks its end in the special log.
+void shared_record::set_level(int32_t level) {
+    if (level == AD_DEBUG_LEVEL_SPECIAL) {
+        __atomic_store_n(&record_->level, level, __ATOMIC_RELAXED);
+        return;
+    }
+    const log_catcher quiet(false);
+    if (content().level == AD_DEBUG_LEVEL_SPECIAL) ad_set_special_log_path(special_base_default);
+    ad_set_debug_parameter(unchanged, unchanged, level, record_);
+}
+
+void shared_record::set_filter(uint32_t address, bool client) {
+    ad_set_debug_parameter(client ? address : unchanged, client ? unchanged : address, -1, record_);
+}
+
+std::vector<pid_t> shared_record::attached() const {
+    std::vector<pid_t> found;
+    std::error_code ignored;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc", ignored)) {
+        const auto pid = decimal<pid_t>(entry.path().filename().native());
+        if (pid && *pid != getpid() && has_attached(*pid, key_, segment_)) found.push_back(*pid);
+    }
+    std::ranges::sort(found);
+    return found;
+}
+
+pid_t log_daemon_of(const std::string &path) {
+    const int file = open((path + ".lock").c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0) return 0;
+    struct flock holder = {};
+    holder.l_type = F_WRLCK;
+    holder.l_whence = SEEK_SET;
+    const bool is_held = fcntl(file, F_GETLK, &holder) == 0 && holder.l_type != F_UNLCK;
+    close(file);
+    return is_held ? holder.l_pid : 0;
+}
+
+std::string process_name(pid_t pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    return printable(name);
+}
