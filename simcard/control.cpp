@@ -14,7 +14,7 @@
 
 namespace {
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;  // an answer tells its members in the order of their description
 
 constexpr int depth_max = 4;  // no request is nested
 
@@ -91,11 +91,11 @@ json add_fault(card &card, const server_view &, const json &request) {
     const fault_kind *kind = find_fault_kind(name);
     if (kind == nullptr)
         throw refusal("there is no fault \"" + name + "\"; there are " + names_of(fault_kinds()) + ", and none to end them");
+    if (kind->value == fault_value::none && request.contains("value")) throw refusal("the fault " + name + " has no \"value\"");
+    const auto value = number_member(request, "value", 0, kind->value_max);
     const auto component = component_member(request);
     const auto count = number_member(request, "count", 1, UINT32_MAX).value_or(1);
-    const auto value = number_member(request, "value", 0, kind->value_max);
     const auto seed = number_member(request, "seed", 0, UINT32_MAX);
-    if (kind->value == fault_value::none && value) throw refusal("the fault " + name + " has no \"value\"");
     if (kind->value == fault_value::required && !value) throw refusal("the fault " + name + " needs a \"value\"");
     if (card.faults.is_full())
         throw refusal("there are " + std::to_string(fault_set::active_max) +
@@ -160,6 +160,7 @@ json tell_status(card &card, const server_view &server, const json &request) {
             {"replies", server.transport.replies},
             {"malformed", server.transport.malformed},
             {"lost_replies", server.transport.lost_replies},
+            {"dropped_lines", server.dropped_lines},
             {"components", describe_components(card)},
             {"faults", describe_faults(card)},
             {"models", describe_models()}};

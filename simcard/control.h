@@ -15,6 +15,7 @@ struct server_view {
     bool ready;
     bool segment_removed;
     ruv_server::counters transport;
+    uint64_t dropped_lines;
 };
 
 // Carries a request out.  Always an answer of at most NPRM_SIMCARD_CONTROL_MAX bytes, whatever the request.

@@ -3,11 +3,13 @@
 #define SIMCARD_CONTROL_SOCKET_H
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/local/ruv_server.h"
+#include "platform/local/server_directory.h"
 
 class control_socket {
   public:
@@ -15,12 +17,11 @@ class control_socket {
 
     // loop: waits for the sockets beside its own; outlives this object
     control_socket(ruv_server &loop, handler answer) : loop_(loop), answer_(std::move(answer)) {}
-    ~control_socket();  // closes, and removes the socket
+    ~control_socket();  // closes, and removes the socket unless the name is another's by now
     control_socket(const control_socket &) = delete;
     control_socket &operator=(const control_socket &) = delete;
 
-    // Requires: this process holds the directory's lock, so that a socket found there is a dead card's; it is replaced.
-    // Throws std::runtime_error with a text that names the path.
+    // Requires: this process holds the directory's lock.   Throws as listening_socket does.
     void listen(const std::string &directory);
 
   private:
@@ -31,8 +32,7 @@ class control_socket {
 
     ruv_server &loop_;
     handler answer_;
-    std::string path_;
-    int listener_ = -1;
+    std::optional<listening_socket> listener_;
     int spare_ = -1;
     std::vector<int> connections_;
 };

@@ -9,6 +9,8 @@
 #include "api/frame/nprm_result.h"
 #include "api/wire/nprm_message.h"
 
+#include "nprm_simcard.h"
+
 namespace {
 
 constexpr uint32_t delay_max_ms = 600'000;
@@ -82,20 +84,22 @@ void end_the_card(delivery &message, active_fault &fault) {
 }
 
 // clang-format off
-constexpr fault_kind kinds[] = {
-    // name          value                  hides ready  at most             before serving        on the reply
-    {"drop",         fault_value::none,     false,       0,                  lose,                 nullptr},
-    {"delay",        fault_value::required, false,       delay_max_ms,       nullptr,              delay},         // milliseconds
-    {"truncate",     fault_value::optional, false,       oversize_max_bytes, nullptr,              truncate},      // bytes left
-    {"corrupt",      fault_value::optional, false,       oversize_max_bytes, nullptr,              corrupt},       // bytes hit
-    {"oversize",     fault_value::optional, false,       oversize_max_bytes, nullptr,              oversize},      // bytes sent
-    {"wrong-token",  fault_value::none,     false,       0,                  nullptr,              change_token},
-    {"duplicate",    fault_value::optional, false,       copies_max,         nullptr,              duplicate},     // copies more
-    {"result",       fault_value::required, false,       UINT32_MAX,         refuse,               nullptr},       // code
-    {"not-ready",    fault_value::none,     true,        0,                  refuse_as_not_ready,  nullptr},
-    {"exit",         fault_value::optional, false,       255,                end_the_card,         nullptr},       // exit status
-};
+//                                            value                  hides ready  at most             before serving        on the reply
+constexpr fault_behaviour drop_fault        = {fault_value::none,     false,       0,                  lose,                 nullptr};
+constexpr fault_behaviour delay_fault       = {fault_value::required, false,       delay_max_ms,       nullptr,              delay};
+constexpr fault_behaviour truncate_fault    = {fault_value::optional, false,       oversize_max_bytes, nullptr,              truncate};
+constexpr fault_behaviour corrupt_fault     = {fault_value::optional, false,       oversize_max_bytes, nullptr,              corrupt};
+constexpr fault_behaviour oversize_fault    = {fault_value::optional, false,       oversize_max_bytes, nullptr,              oversize};
+constexpr fault_behaviour wrong_token_fault = {fault_value::none,     false,       0,                  nullptr,              change_token};
+constexpr fault_behaviour duplicate_fault   = {fault_value::optional, false,       copies_max,         nullptr,              duplicate};
+constexpr fault_behaviour result_fault      = {fault_value::required, false,       UINT32_MAX,         refuse,               nullptr};
+constexpr fault_behaviour not_ready_fault   = {fault_value::none,     true,        0,                  refuse_as_not_ready,  nullptr};
+constexpr fault_behaviour exit_fault        = {fault_value::optional, false,       255,                end_the_card,         nullptr};
 // clang-format on
+
+#define KIND_ROW(identifier, name, help) {identifier##_fault, name},
+constexpr fault_kind kinds[] = {NPRM_SIMCARD_FAULT_LIST(KIND_ROW)};
+#undef KIND_ROW
 
 bool fault_hits(const active_fault &fault, uint32_t component) {
     return !fault.component || *fault.component == component;

@@ -37,13 +37,16 @@ struct active_fault;
 
 enum class fault_value : uint8_t { none, optional, required };
 
-struct fault_kind {
-    const char *name;
+struct fault_behaviour {
     fault_value value;
     bool hides_ready;  // the status word is cleared while such a fault is active
     uint32_t value_max;
     void (*before_serving)(delivery &, active_fault &);  // null: nothing
     void (*on_reply)(delivery &, active_fault &);        // null: nothing
+};
+
+struct fault_kind : fault_behaviour {
+    const char *name;
 };
 
 struct active_fault {

@@ -23,7 +23,7 @@ constexpr uint32_t tcam_entries_max = 1U << 20;
 
 constexpr const char *description = "A simulated line card: serves the NPRM library's requests as a card's server would.";
 constexpr const char *examples = R"(Examples:
-  nprm-simcard                                 serve in the default directory until SIGTERM or SIGINT
+  nprm-simcard                                 serve in the default directory until SIGTERM, SIGINT or SIGHUP
   nprm-simcard --directory /run/user/1000/lab  a directory of its own; clients need RUV_DIR=/run/user/1000/lab
   nprm-simcard --tcam-entries 2048 --verbose   a small TCAM, a line on standard error for each request
   nprm-simcard --remove-segments               leave no shared segment behind
@@ -63,13 +63,14 @@ void add_options(CLI::App &app, command_line &chosen) {
     app.add_flag("--verbose", chosen.server.verbose, "a line on standard error for each request")->excludes(quiet);
 }
 
-// SIGTERM and SIGINT as a descriptor; SIGPIPE has no use here.
+// SIGTERM, SIGINT and SIGHUP as a descriptor; SIGPIPE has no use here.
 int take_signals() {
     signal(SIGPIPE, SIG_IGN);
     sigset_t stop;
     sigemptyset(&stop);
     sigaddset(&stop, SIGTERM);
     sigaddset(&stop, SIGINT);
+    sigaddset(&stop, SIGHUP);
     sigprocmask(SIG_BLOCK, &stop, nullptr);
     return signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK);
 }

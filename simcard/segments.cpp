@@ -6,11 +6,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 
+#include <signal.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
 #include "api/frame/nprm_shm.h"
 
@@ -50,20 +53,57 @@ int find_or_make_segment() {
     fail(std::strerror(errno));
 }
 
+// Process ids are given again: only a process that is a card counts.
+bool is_living_card(uint32_t process) {
+    const auto pid = static_cast<pid_t>(process);
+    if (pid <= 0 || pid == getpid()) return false;
+    if (kill(pid, 0) != 0 && errno != EPERM) return false;
+    std::string name;
+    std::getline(std::ifstream("/proc/" + std::to_string(pid) + "/comm"), name);
+    return name == "nprm-simcard";
+}
+
+uint32_t own_process() {
+    return static_cast<uint32_t>(getpid());
+}
+
 }  // namespace
 
 status_segment::status_segment() : id_(find_or_make_segment()) {
     void *address = shmat(id_, nullptr, 0);
     if (address == reinterpret_cast<void *>(-1)) fail(std::strerror(errno));
     status_ = static_cast<uint32_t *>(address);
+    try {
+        claim();
+    } catch (...) {
+        shmdt(status_);
+        throw;
+    }
+}
+
+void status_segment::claim() {
+    const std::atomic_ref owner(status_[1]);
+    uint32_t found = owner.load();
+    do {
+        if (is_living_card(found))
+            fail("the card of process ", std::to_string(found) +
+                                             " publishes there; stop it, or start this one in a namespace of "
+                                             "its own: unshare --ipc");
+    } while (!owner.compare_exchange_strong(found, own_process()));
+}
+
+bool status_segment::is_ours() const {
+    return std::atomic_ref(status_[1]).load() == own_process();
 }
 
 status_segment::~status_segment() {
     publish(false);
+    if (is_ours()) std::atomic_ref(status_[1]).store(0);
     shmdt(status_);
 }
 
 void status_segment::publish(bool ready) {
+    if (!is_ours()) return;
     std::atomic_ref(*status_).store(ready ? uint32_t{NPRM_SERVER_READY} : 0, std::memory_order_release);
 }
 

@@ -1,4 +1,6 @@
 // The status word in shared segment 0, which tells clients whether the server accepts calls.
+//
+// The word behind it is the card's own: its process id, so that a second card does not take a living one's segment.
 #ifndef SIMCARD_SEGMENTS_H
 #define SIMCARD_SEGMENTS_H
 
@@ -7,9 +9,10 @@
 class status_segment {
   public:
     // Takes the segment that is there, so that attached clients see the new server's life, or makes it.
-    // Throws std::runtime_error with a text that says what to do: a segment of another size, no permission.
+    // Throws std::runtime_error with a text that says what to do: a segment of another size, no permission, a living
+    // card that publishes there.
     status_segment();
-    ~status_segment();  // clears the word and detaches
+    ~status_segment();  // clears both words, unless another card has them by now, and detaches
     status_segment(const status_segment &) = delete;
     status_segment &operator=(const status_segment &) = delete;
 
@@ -21,8 +24,11 @@ class status_segment {
     void remove();
 
   private:
+    bool is_ours() const;
+    void claim();
+
     int id_;
-    uint32_t *status_;
+    uint32_t *status_;  // and the owner's process id behind it
 };
 
 #endif

@@ -2,6 +2,7 @@
 
 #include "server.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -86,13 +87,17 @@ void card_server::send(const delivery &message, uint64_t peer) {
         if (!transport_.send_raw(peer, datagram)) return;
 }
 
-void card_server::trace(const component_row &component, size_t request_bytes, const dispatcher::answer &answer) const {
-    std::fprintf(stderr, "nprm-simcard: %s %u (%s), %zu bytes: result %u, %zu bytes\n", component.name, answer.operation,
-                 answer.name, request_bytes, answer.result, answer.message.size());
+void card_server::trace(const component_row &component, size_t request_bytes, const dispatcher::answer &answer) {
+    char line[256];
+    const int length =
+        std::snprintf(line, sizeof line, "nprm-simcard: %s %u (%s), %zu bytes: result %u, %zu bytes\n", component.name,
+                      answer.operation, answer.name, request_bytes, answer.result, answer.message.size());
+    trace_.line({line, std::min(static_cast<size_t>(length), sizeof line - 1)});
 }
 
 std::string card_server::control(std::string_view request) {
-    const server_view view = {options_.directory, segment_->is_ready(), segment_->was_removed(), transport_.count()};
+    const server_view view = {options_.directory, segment_->is_ready(), segment_->was_removed(), transport_.count(),
+                              trace_.dropped()};
     std::string answer = answer_control(card_, view, request);
     publish_readiness();
     return answer;

@@ -11,6 +11,7 @@
 #include "control_socket.h"
 #include "segments.h"
 #include "timers.h"
+#include "trace_output.h"
 
 struct server_options {
     std::string directory;
@@ -36,7 +37,7 @@ class card_server {
     void handle(const ruv_request &request);
     void deliver_with_faults(const component_row &component, const ruv_request &request);
     void send(const delivery &message, uint64_t peer);
-    void trace(const component_row &component, size_t request_bytes, const dispatcher::answer &answer) const;
+    void trace(const component_row &component, size_t request_bytes, const dispatcher::answer &answer);
     std::string control(std::string_view request);
     void publish_readiness();
 
@@ -46,6 +47,7 @@ class card_server {
     control_socket control_;
     std::optional<status_segment> segment_;
     timer_queue timers_;
+    trace_output trace_;
 };
 
 #endif

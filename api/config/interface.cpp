@@ -55,8 +55,8 @@ uint32_t change_vlan(uint32_t operation, uint8_t group, uint16_t vlan, uint32_t 
     });
 }
 
-// Writes a next hop and 3 bytes more, which begin the next record and are written after this one: a message of entries takes half
-// the time of exact copies.  The last entry has no bytes behind it to copy.
+// Writes a next hop and 3 bytes more, which begin the next record and are written after this one: one store instead of two, which
+// brings a message of entries within twice memcpy's time.  The last entry has no bytes behind it to copy.
 void fill_nexthop(nprm_if_record &record, const nprm_fib_nexthop *nexthop, bool last) {
     constexpr size_t wide_bytes = 16;
     static_assert(offsetof(nprm_if_message, record) + NPRM_FIB_ENTRIES_MAX * sizeof(nprm_if_record) - sizeof(nprm_fib_nexthop) +

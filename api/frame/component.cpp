@@ -17,6 +17,7 @@ constinit const uint32_t nprm_component_opcode[NPRM_COMPONENT_COUNT] = {NPRM_COM
 
 alignas(16) constinit uint8_t nprm_reply_area[NPRM_MESSAGE_BYTES_MAX] = {};
 constinit uint8_t *nprm_reply_slot[NPRM_COMPONENT_COUNT] = {};
+constinit uint32_t nprm_reply_bytes = 0;
 
 namespace {
 
@@ -155,6 +156,12 @@ bool convert_debug(uint32_t /*component*/, const incoming &reply) {
     return true;
 }
 
+// Statistics: all that came.  A reply is as long as its list of ids or counters, not so many records.
+bool convert_statistics(uint32_t /*component*/, const incoming &reply) {
+    copy_run(reply, 0, reply.payload_bytes);
+    return true;
+}
+
 enum class result_rule : uint8_t { none, first_record, first_failure };
 
 struct component_row {
@@ -173,7 +180,7 @@ constexpr component_row rows[] = {
     {NPRM_COMPONENT_IF, NPRM_RECORD_BYTES_IF, result_rule::first_record, false, nullptr, convert_by_rule},
     {NPRM_COMPONENT_INTR, NPRM_RECORD_BYTES_INTR, result_rule::none, false, nullptr, nullptr},
     {NPRM_COMPONENT_NPA, NPRM_RECORD_BYTES_NPA, result_rule::first_record, false, "nprm_npa_api_msg_handler", convert_by_rule},
-    {NPRM_COMPONENT_STATS, NPRM_RECORD_BYTES_STATS, result_rule::first_record, true, nullptr, convert_by_rule},
+    {NPRM_COMPONENT_STATS, NPRM_RECORD_BYTES_STATS, result_rule::first_record, true, nullptr, convert_statistics},
     {NPRM_COMPONENT_TCAM, NPRM_RECORD_BYTES_TCAM, result_rule::first_record, true, nullptr, convert_by_rule},
     {NPRM_COMPONENT_TM, NPRM_RECORD_BYTES_TM, result_rule::none, false, nullptr, nullptr},
     {NPRM_COMPONENT_WCCP, NPRM_RECORD_BYTES_WCCP, result_rule::first_failure, false, nullptr, convert_by_rule},
@@ -188,9 +195,6 @@ constexpr bool numbered_by_row() {
 }
 static_assert(numbered_by_row(), "a component row is missing or out of place");
 
-// How far the reply before this one reached into the area: what it left there is cleared, and no more.
-constinit uint32_t area_bytes = 0;
-
 constinit bool cut = false;  // the reply in the area claimed more records than came
 
 // Clears what the reply before left, but for records that are about to be overwritten as a whole.
@@ -199,7 +203,7 @@ void clear_area(uint32_t component, const incoming &reply) {
     const bool overwritten = rule != nullptr && covers_record(runs_of(*rule), reply);
     const uint32_t records_end = std::min(header_bytes + reply.units * reply.record_bytes, reply.payload_bytes);
     const uint32_t first = overwritten ? records_end : header_bytes;
-    if (first < area_bytes) memset(nprm_reply_area + first, 0, area_bytes - first);
+    if (first < nprm_reply_bytes) memset(nprm_reply_area + first, 0, nprm_reply_bytes - first);
 }
 
 uint32_t result_of(const component_row &row, const uint8_t *reply) {
@@ -234,13 +238,13 @@ void convert_reply(uint32_t component, const uint8_t *payload, uint32_t payload_
     const uint32_t bytes = std::min<uint32_t>(payload_bytes, NPRM_MESSAGE_BYTES_MAX);
     incoming reply = {payload, bytes, header.operation, header.units, 0, row.record_bytes};
     reply.units = units_that_came(component, reply);
-    cut = reply.units < reply.claimed_units;
+    cut = reply.units < reply.claimed_units && row.convert != convert_statistics;
     if (cut)
         NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_api_ipc_msg_handler", __LINE__, "Reply of component %u claims %u records, %u came.",
                     component, reply.claimed_units, reply.units);
 
     clear_area(component, reply);
-    area_bytes = reply.payload_bytes;
+    nprm_reply_bytes = reply.payload_bytes;
     header.units = reply.units;
     memcpy(nprm_reply_area, &header, sizeof header);
 

@@ -11,6 +11,9 @@ extern const uint32_t nprm_component_opcode[NPRM_COMPONENT_COUNT];
 extern uint8_t nprm_reply_area[NPRM_MESSAGE_BYTES_MAX];
 extern uint8_t *nprm_reply_slot[NPRM_COMPONENT_COUNT];
 
+// How far the reply reaches into the area; behind it all is zero.
+extern uint32_t nprm_reply_bytes;
+
 // Sends a prepared request with the default number of receive attempts and returns the reply's result code by the component's rule.
 // The request buffer is given back on every path; `consume` empties the component's slot.
 uint32_t nprm_send_to_component(uint32_t component, void *request, uint8_t consume);

@@ -1,4 +1,4 @@
-// The names of the classification statistics.
+// The names of the classification statistics and of the server's components.
 
 #include "nprm_stats.h"
 
@@ -45,3 +45,6 @@ constexpr const char *const nprm_class_stat_str[NPRM_CLASS_STAT_COUNT] = {
     "SC PT CMD IN REDIR STATE",
 };
 static_assert(nprm_class_stat_str[NPRM_CLASS_STAT_COUNT - 1] != nullptr, "a name is missing");
+
+#define AS_NAME(number, name, opcode, record_bytes) #name,
+constexpr const char *const nprm_queue_name[NPRM_QUEUE_NAME_COUNT] = {NPRM_COMPONENT_LIST(AS_NAME)};

@@ -24,6 +24,26 @@ TEST(Layouts, WireRecordsAreTheSameOnBothAbis) {
     EXPECT_EQ(offsetof(nprm_tcam_message, entry[1]), 161u);
 }
 
+TEST(Layouts, StatisticsAreTheSameOnBothAbis) {
+    EXPECT_EQ(sizeof(nprm_stats_counter), 16u);
+    EXPECT_EQ(sizeof(nprm_stats_message), 9620u);
+    EXPECT_EQ(offsetof(nprm_stats_message, record.table), 8u);
+    EXPECT_EQ(offsetof(nprm_stats_message, record.operation), 12u);
+    EXPECT_EQ(offsetof(nprm_stats_message, record.count), 16u);
+    EXPECT_EQ(offsetof(nprm_stats_message, record.id), 20u);
+    EXPECT_EQ(offsetof(nprm_stats_message, record.counter), 1940u);
+    EXPECT_EQ(sizeof(nprm_stats_reply), 65536u);
+    EXPECT_EQ(offsetof(nprm_stats_reply, status), 8u);
+    EXPECT_EQ(offsetof(nprm_stats_reply, data), 16u);
+    EXPECT_EQ(sizeof(nprm_stats_table), 24u);
+    EXPECT_EQ(offsetof(nprm_stats_table, shm_offset), 4u);
+    EXPECT_EQ(offsetof(nprm_stats_table, np_base), 8u);
+    EXPECT_EQ(offsetof(nprm_stats_table, entries), 12u);
+    EXPECT_EQ(offsetof(nprm_stats_table, counters_per_entry), 16u);
+    EXPECT_EQ(offsetof(nprm_stats_table, counters_used), 20u);
+    EXPECT_EQ(sizeof stats_tbl_def, 432u);
+}
+
 TEST(Layouts, ConfigurationRecordsAreTheSameOnBothAbis) {
     EXPECT_EQ(sizeof(nprm_if_ip_cfg), 20u);
     EXPECT_EQ(sizeof(nprm_fib_prefix), 18u);

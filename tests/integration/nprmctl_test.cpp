@@ -1,67 +1,22 @@
 // nprmctl and a real simulated card: what a user does with lists, and what is said when it goes wrong.
 
-#include "run_nprmctl.h"
+#include "nprmctl_fixture.h"
 
-#include <chrono>
-#include <fstream>
 #include <future>
-#include <thread>
 
 #include <csignal>
 
 #include <gmock/gmock.h>
 
-#include "tests/support/card_process.h"
-#include "tests/support/scratch.h"
+#include "simcard/nprm_simcard.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
-using strings = std::vector<std::string>;
 
-constexpr const char *example = NPRM_SOURCE_DIR "/examples/edge-acl.txt";
 constexpr const char *policy_line =
     "11.0a0b0c0d0e0f.0050.c0000201.c6336401 ff.ffffffffffff.ffff.ffffffff.ffffff00 0001.000000000000.00000002.00000003.04\n";
-
-class Nprmctl : public testing::Test {
-  protected:
-    std::string file(const std::string &name, const std::string &content) const {
-        std::ofstream(files / name) << content;
-        return files / name;
-    }
-    std::string done(const strings &arguments, const std::string &input = {}) const {
-        const nprmctl_run run = run_nprmctl(arguments, input);
-        EXPECT_EQ(run.status, 0) << run.errors;
-        EXPECT_EQ(run.errors, "");
-        return run.output;
-    }
-    nlohmann::json done_json(strings arguments) const {
-        arguments.emplace_back("--json");
-        const nprmctl_run run = run_nprmctl(arguments);
-        EXPECT_EQ(run.status, 0) << run.output << run.errors;
-        EXPECT_TRUE(run.json().is_object()) << run.output;
-        return run.json();
-    }
-    uint64_t requests() const { return card.control({{"command", "status"}}).at("requests"); }
-    void fault(nlohmann::json request) const {
-        request["command"] = "fault";
-        ASSERT_TRUE(card.control(request).at("ok"));
-    }
-    void wait_for_requests(uint64_t count) const {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (requests() < count && std::chrono::steady_clock::now() < end)
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        ASSERT_GE(requests(), count);
-    }
-
-    struct private_ipc {
-        private_ipc() { use_private_ipc(); }
-    } ipc;  // first: the card makes a segment
-    scratch_directory directory, files;
-    scratch_variable ruv_dir{"RUV_DIR", directory.path().c_str()};
-    card_process card{directory.path(), {"--remove-segments"}};
-};
 
 TEST_F(Nprmctl, DoesTheStepsOfTheDemo) {
     EXPECT_EQ(done({"status"}), "server             ready\nfree TCAM entries  65,536\n");
@@ -165,7 +120,7 @@ TEST_F(Nprmctl, ComparesEntryByEntry) {
     const nprmctl_run run = run_nprmctl({"tcam", "compare", "0", "-"}, "permit ip any any\ndeny tcp any any eq 5\n");
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output,
-              "list 0 and - differ in 2 positions:\n"
+              "list 0 and standard input differ in 2 positions:\n"
               "\n"
               "position  on the card        in the file\n"
               "       1  deny tcp any any   deny tcp any any eq 5\n"
@@ -200,7 +155,7 @@ TEST_F(Nprmctl, TellsARefusalWithItsNameAndWhatToTry) {
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.errors,
               "nprmctl: list 9 was not deleted: NPRM_ERROR_TCAM_TCAM_INACTIVE_LIST (30), there is no such list\n"
-              "  try: make a list: nprmctl tcam create SIZE\n");
+              "  try: the card has no lists; make one: nprmctl tcam create SIZE\n");
     const nprmctl_run json = run_nprmctl({"--json", "tcam", "delete", "9"});
     EXPECT_EQ(json.status, 1);
     EXPECT_EQ(json.errors, "");
@@ -233,10 +188,11 @@ TEST_F(Nprmctl, NeverTakesAnAnswerThatIsNoneForSuccess) {
 }
 
 TEST_F(Nprmctl, NeverTakesALostReplyForSuccess) {
+    const std::string one = file("one", "permit ip any any\n");
     done({"tcam", "create", "10"});
     const scratch_variable wait("RUV_RECV_MS", "1");
     for (const strings &command :
-         {strings{"tcam", "create", "3"}, strings{"tcam", "remove", "0", "0", "1"}, strings{"tcam", "delete", "0"}}) {
+         {strings{"tcam", "write", "0", "0", one}, strings{"tcam", "remove", "0", "0", "1"}, strings{"tcam", "delete", "0"}}) {
         fault({{"kind", "drop"}});
         const nprmctl_run run = run_nprmctl(command);
         EXPECT_EQ(run.status, 1) << testing::PrintToString(command);
@@ -287,19 +243,34 @@ TEST_F(Nprmctl, SaysThatNoCardRuns) {
     EXPECT_THAT(run.json().at("error").at("what"), StartsWith("no simulated card answers: "));
 }
 
+// Every kind of fault; the last one ends the card.
 TEST_F(Nprmctl, PrintsJsonWhateverTheCardAnswers) {
+#define KIND_OF(identifier, kind, help) kind,
+    constexpr std::string_view kinds[] = {NPRM_SIMCARD_FAULT_LIST(KIND_OF)};
+#undef KIND_OF
+    const scratch_variable wait("RUV_RECV_MS", "1");
     done({"tcam", "load", "new", "-"}, "permit ip any any\n");
-    for (uint32_t seed = 1; seed <= 10; ++seed)
-        for (const char *kind : {"corrupt", "truncate", "oversize", "duplicate"})
+    for (const std::string_view kind : kinds) {
+        const bool is_random = kind == "corrupt" || kind == "truncate" || kind == "oversize";
+        for (uint32_t seed = 1; seed <= (is_random ? 10U : 1U); ++seed)
             for (const strings &command :
                  {strings{"tcam", "show", "0", "--json"}, strings{"tcam", "lookup", "0", "tcp", "1.1.1.1", "1.1.1.1", "--json"},
                   strings{"status", "--json"}}) {
-                fault({{"kind", kind}, {"seed", seed}});
+                nlohmann::json request = {{"kind", kind}, {"seed", seed}};
+                if (kind == "delay" || kind == "result") request["value"] = 19 + seed;
+                fault(request);
                 const nprmctl_run run = run_nprmctl(command);
                 EXPECT_TRUE(run.status == 0 || run.status == 1) << kind << " " << seed << ": " << run.status;
                 EXPECT_TRUE(run.json().is_object()) << kind << " " << seed << ": " << run.output;
+                if (kind == "exit") {
+                    EXPECT_EQ(kind, kinds[std::size(kinds) - 1]);
+                    EXPECT_EQ(card.wait_for_end(), 1);
+                    return;
+                }
                 card.control({{"command", "fault"}, {"kind", "none"}});
             }
+    }
+    FAIL() << "the card was not ended";
 }
 
 TEST_F(Nprmctl, SetsAndEndsFaults) {

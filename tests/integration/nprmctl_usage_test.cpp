@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+#include "simcard/nprm_simcard.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -84,7 +85,20 @@ TEST(NprmctlCompletion, CompletesInBash) {
     EXPECT_EQ(completed("nprmctl tcam re", 2), "read remove\n");
     EXPECT_EQ(completed("nprmctl tcam show 0 --fr", 4), "--from\n");
     EXPECT_EQ(completed("nprmctl status --j", 2), "--json\n");
-    EXPECT_EQ(completed("nprmctl tcam load new ", 4), "\n");  // left to bash: files
+    EXPECT_EQ(completed("nprmctl tcam load new ''", 4), "\n");  // left to bash: files
+    EXPECT_EQ(completed("nprmctl --json st", 2), "status\n");
+    EXPECT_EQ(completed("nprmctl --directory /x --json tcam re", 5), "read remove\n");
+    EXPECT_EQ(completed("nprmctl --verbose tcam show 0 --fr", 5), "--from\n");
+    EXPECT_EQ(completed("nprmctl --js", 1), "--json\n");
+    EXPECT_EQ(completed("nprmctl card fault d", 3), "drop delay duplicate\n");
+    EXPECT_EQ(completed("nprmctl card fault no", 3), "not-ready none\n");
+    EXPECT_EQ(completed("nprmctl card fault drop --component T", 5), "TCAM\n");
+    EXPECT_EQ(completed("nprmctl card fault drop --count ''", 5), "\n");
+    EXPECT_EQ(completed("nprmctl tcam load n", 3), "new\n");
+    EXPECT_EQ(completed("nprmctl help tcam cr", 3), "create\n");
+    EXPECT_EQ(completed("nprmctl help tc", 2), "tcam\n");
+    EXPECT_EQ(completed("nprmctl help card fault ''", 4), "\n");
+    EXPECT_EQ(completed("nprmctl completion ''", 2), "bash\n");
 }
 
 TEST(NprmctlManPage, NamesEveryCommandAndOption) {
@@ -97,6 +111,20 @@ TEST(NprmctlManPage, NamesEveryCommandAndOption) {
         for (const std::string &option : options_in(row.at("arguments")))
             EXPECT_THAT(heading, HasSubstr("Fl " + option.substr(1))) << name;
     }
+}
+
+// The kinds stand in one list, which the card reads too.
+TEST(NprmctlFaultKinds, AreInHelpCompletionAndManPage) {
+    const std::string help = run_nprmctl({"card", "fault", "--help"}).output, script = run_nprmctl({"completion", "bash"}).output;
+    const std::string page = content_of(NPRM_SOURCE_DIR "/docs/man/nprmctl.1"),
+                      card = content_of(NPRM_SOURCE_DIR "/docs/simulated-card.md");
+#define EXPECT_FAULT_KIND(identifier, kind, text)                                                                                  \
+    EXPECT_NE(help.find("\n  " kind ": " text "\n"), std::string::npos) << kind;                                                   \
+    EXPECT_THAT(script, testing::ContainsRegex("'2 card fault'. words=.*" kind));                                                  \
+    EXPECT_NE(page.find("\n.It Cm " kind "\n"), std::string::npos) << kind << " in the man page";                                  \
+    EXPECT_NE(card.find("\n| `" kind "` |"), std::string::npos) << kind << " in simulated-card.md";
+    NPRM_SIMCARD_FAULT_LIST(EXPECT_FAULT_KIND)
+#undef EXPECT_FAULT_KIND
 }
 
 TEST(NprmctlUsage, EndsWithStatus2AndNamesTheArgument) {
@@ -117,7 +145,11 @@ TEST(NprmctlUsage, EndsWithStatus2AndNamesTheArgument) {
         {{"tcam", "create", "65536"}, "SIZE is \"65536\", it must be a number from 1 to 65535"},
         {{"tcam", "create", "010x"}, "SIZE is \"010x\", it must be a number from 1 to 65535"},
         {{"tcam", "delete", "256"}, "LIST is \"256\", it must be a number from 0 to 255"},
-        {{"tcam", "load", "old", "f"}, "LIST is \"old\", it must be a number from 0 to 255"},
+        {{"tcam", "load", "old", "f"},
+         "LIST is \"old\", it must be new or a number from 0 to 255\n  usage: nprmctl tcam load LIST|new FILE\n"},
+        {{"tcam", "space", "--directory", ""}, "--directory is empty, it must be a path"},
+        {{"tcam", "show", "0", "--count", "1", "--count", "2"}, "--count is given twice"},
+        {{"tcam", "show", "0", "--directory", "/a", "--directory", "/b"}, "--directory is given twice"},
         {{"tcam", "read", "0", "65535", "1"}, "POSITION is \"65535\", it must be a number from 0 to 65534"},
         {{"tcam", "remove", "0", "0", "0"}, "COUNT is \"0\", it must be a number from 1 to 65535"},
         {{"tcam", "show", "0", "--count", "0"}, "--count is \"0\", it must be a number from 1 to 65535"},
@@ -158,8 +190,10 @@ TEST(NprmctlUsage, RefusesAListThatNoTcamListHolds) {
 TEST(NprmctlError, ExplainsEveryCodeThatHasAName) {
     for (const char *empty : {"34", "101", "104", "106", "108", "112", "115", "170", "4294967295"}) {
         const nprmctl_run run = run_nprmctl({"error", empty});
-        EXPECT_EQ(run.status, 1) << empty;
-        EXPECT_THAT(run.errors, HasSubstr(std::string("no result code has the number ") + empty));
+        EXPECT_EQ(run.status, 0) << empty;
+        EXPECT_EQ(run.output, std::string("the number ") + empty + " has no name: the library prints \"(null)\" for it\n");
+        const nlohmann::json json = run_nprmctl({"error", empty, "--json"}).json();
+        EXPECT_EQ(json, nlohmann::json({{"code", std::stoull(empty)}, {"name", nullptr}})) << empty;
     }
     EXPECT_EQ(run_nprmctl({"error", "NPRM_ERROR_IF_EXIST"}).output,
               "code     120\n"
@@ -172,7 +206,21 @@ TEST(NprmctlError, ExplainsEveryCodeThatHasAName) {
     EXPECT_EQ(run_nprmctl({"error", "36", "--json"}).json().at("family"), "FDM: service nodes and distribution");
 }
 
+TEST(NprmctlHelp, IsAJsonDocumentWhenAsked) {
+    for (const strings &command : {strings{"--json", "tcam", "load", "--help"}, strings{"tcam", "load", "--help", "--json"},
+                                   strings{"help", "tcam", "load", "--json"}}) {
+        const nprmctl_run run = run_nprmctl(command);
+        EXPECT_EQ(run.status, 0);
+        ASSERT_TRUE(run.json().is_object()) << run.output;
+        EXPECT_THAT(std::string(run.json().at("help")), testing::StartsWith("usage: nprmctl tcam load LIST|new FILE\n"));
+    }
+}
+
 TEST(NprmctlVersion, IsPrinted) {
+    for (const strings &command : {strings{"--version", "--json"}, strings{"--json", "--version"}}) {
+        EXPECT_EQ(run_nprmctl(command).json(), nlohmann::json({{"version", NPRM_VERSION}}));
+        EXPECT_EQ(run_nprmctl(command).status, 0);
+    }
     EXPECT_EQ(run_nprmctl({"--version"}).output, "nprmctl " NPRM_VERSION "\n");
 }
 

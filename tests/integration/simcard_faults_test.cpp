@@ -5,6 +5,7 @@
 #include <sys/shm.h>
 
 #include "card_client.h"
+#include "simcard/nprm_simcard.h"
 #include "tests/support/card_process.h"
 #include "tests/support/scratch.h"
 
@@ -41,6 +42,19 @@ class SimcardFault : public testing::Test {
     std::optional<card_process> card;
     std::optional<card_client> client;
 };
+
+TEST_F(SimcardFault, OfEveryKindIsTakenAndEndsWithNone) {
+#define KIND_OF(identifier, kind, help) kind,
+    for (const std::string kind : std::initializer_list<const char *>{NPRM_SIMCARD_FAULT_LIST(KIND_OF)}) {
+#undef KIND_OF
+        json request = {{"kind", kind}};
+        if (kind == "delay" || kind == "result") request["value"] = 1;
+        fault(request);
+        EXPECT_EQ(status()["faults"][0]["kind"], kind);
+        fault({{"kind", "none"}});
+        expect_sound(ask_space(1), 1);
+    }
+}
 
 TEST_F(SimcardFault, DropLosesRequestsUnserved) {
     fault({{"kind", "drop"}, {"count", 2}});

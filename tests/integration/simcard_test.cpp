@@ -5,6 +5,7 @@
 #include <fstream>
 #include <set>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
@@ -91,8 +92,8 @@ TEST_F(Simcard, AnswersMalformedRequestsAndGoesOn) {
     EXPECT_EQ(card.stop(), 0) << card.output();
 }
 
-TEST_F(Simcard, ClearsTheStatusWordAndRemovesItsSocketsOnSigtermAndSigint) {
-    for (const int signal : {SIGTERM, SIGINT}) {
+TEST_F(Simcard, ClearsTheStatusWordAndRemovesItsSocketsOnSigtermSigintAndSighup) {
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         card_process card(directory.path());
         EXPECT_EQ(status_word(), 1U);
         EXPECT_TRUE(exists(directory / "control"));
@@ -145,12 +146,73 @@ TEST_F(Simcard, RefusesADirectoryThatAnotherOneServesAndNamesIt) {
     EXPECT_EQ(first.stop(), 0);
 }
 
+TEST_F(Simcard, RefusesToStartBesideALivingOneInAnotherDirectory) {
+    const scratch_directory elsewhere;
+    card_process first(directory.path());
+    ASSERT_TRUE(first.is_listening()) << first.output();
+    card_process second(elsewhere.path());
+    EXPECT_FALSE(second.is_listening());
+    EXPECT_EQ(second.stop(), 1);
+    EXPECT_NE(second.output().find("the card of process " + std::to_string(first.pid()) + " publishes there"), std::string::npos)
+        << second.output();
+    EXPECT_FALSE(exists(elsewhere / "control"));
+    EXPECT_EQ(status_word(), 1U);
+    first.stop(SIGKILL);
+    card_process third(elsewhere.path());
+    EXPECT_TRUE(third.is_listening()) << third.output();
+    EXPECT_EQ(third.stop(), 0);
+    EXPECT_EQ(status_word(), 0U);
+}
+
+TEST_F(Simcard, LeavesTheControlSocketOfTheOneThatCameAfterIt) {
+    card_process card(directory.path());
+    ASSERT_TRUE(card.is_listening()) << card.output();
+    ASSERT_EQ(unlink((directory / "control").c_str()), 0);
+    sockaddr_un address = {AF_UNIX, {}};
+    std::strncpy(address.sun_path, (directory / "control").c_str(), sizeof address.sun_path - 1);
+    const int next = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(next, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    EXPECT_EQ(card.stop(), 0);
+    EXPECT_TRUE(exists(directory / "control"));
+    close(next);
+}
+
+// A log that nobody reads any more.
+TEST_F(Simcard, ServesAndStopsWhenItsVerboseLinesAreNotRead) {
+    ASSERT_EQ(mkfifo((directory / "log").c_str(), 0600), 0);
+    const int log = open((directory / "log").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(log, 0);
+    card_process card(directory.path(), {"--verbose"}, log);
+    ASSERT_TRUE(card.is_listening());
+    const card_client client(directory.path(), "190491");
+    for (uint32_t i = 0; i < 3000; ++i)
+        ASSERT_EQ(client.ask(i, tcam_head(2)).size(), 126U) << i;
+    const uint64_t dropped = card.control({{"command", "status"}}).at("dropped_lines");
+    EXPECT_GT(dropped, 0U);
+    EXPECT_LT(dropped, 3000U);
+    EXPECT_EQ(card.stop(), 0);
+    close(log);
+}
+
+TEST_F(Simcard, StopsOnSigtermWhileItHoldsRepliesBack) {
+    card_process card(directory.path());
+    const card_client client(directory.path(), "190491");
+    card.control({{"command", "fault"}, {"kind", "delay"}, {"value", 600000}, {"count", 10}});
+    for (uint32_t i = 0; i < 10; ++i)
+        EXPECT_TRUE(client.send(request_frame(i, tcam_head(2))));
+    while (card.control({{"command", "status"}})["faults"].size() > 0)
+        continue;
+    EXPECT_EQ(card.stop(), 0);
+    EXPECT_TRUE(client.receive().empty());
+    EXPECT_EQ(status_word(), 0U);
+}
+
 TEST_F(Simcard, LeavesAloneWhatIsNotASocketAtItsControlPath) {
     std::ofstream(directory / "control") << "mine";
     card_process card(directory.path());
     EXPECT_FALSE(card.is_listening());
     EXPECT_EQ(card.wait_for_end(), 1);
-    EXPECT_NE(card.output().find("/control: Address already in use; something that is no socket"), std::string::npos)
+    EXPECT_NE(card.output().find("/control is not a socket: move it away, the server needs this name"), std::string::npos)
         << card.output();
     EXPECT_EQ(content_of(directory / "control"), "mine");
 }
@@ -161,7 +223,7 @@ TEST_F(Simcard, HasAControlSocketForItsUserOnly) {
     umask(mask);
     struct stat found;
     ASSERT_EQ(lstat((directory / "control").c_str(), &found), 0);
-    EXPECT_EQ(found.st_mode & 0777, 0700U);
+    EXPECT_EQ(found.st_mode & 0777, 0600U);
     EXPECT_EQ(card.stop(), 0);
 }
 

@@ -21,7 +21,7 @@ namespace {
 
 constexpr int limit_ms = 10'000;
 
-[[noreturn]] void run_card(const std::vector<std::string> &words, int ready, int output, pid_t parent) {
+[[noreturn]] void run_card(const std::vector<std::string> &words, int ready, int output, int errors, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(127);
     sigset_t none;
@@ -29,7 +29,7 @@ constexpr int limit_ms = 10'000;
     sigprocmask(SIG_SETMASK, &none, nullptr);
     fcntl(ready, F_SETFD, 0);
     dup2(output, STDOUT_FILENO);
-    dup2(output, STDERR_FILENO);
+    dup2(errors >= 0 ? errors : output, STDERR_FILENO);
     std::vector<char *> arguments;
     arguments.reserve(words.size() + 1);
     for (const std::string &word : words)
@@ -55,7 +55,8 @@ struct closed_at_end {
 
 }  // namespace
 
-card_process::card_process(const std::string &directory, const std::vector<std::string> &options) : directory_(directory) {
+card_process::card_process(const std::string &directory, const std::vector<std::string> &options, int errors)
+    : directory_(directory) {
     output_ = memfd_create("card output", MFD_CLOEXEC);
     int ready[2];
     if (output_ < 0 || pipe2(ready, O_CLOEXEC) != 0) throw std::runtime_error("cannot make a pipe for the card");
@@ -63,7 +64,7 @@ card_process::card_process(const std::string &directory, const std::vector<std::
     words.insert(words.end(), options.begin(), options.end());
     const pid_t parent = getpid();
     pid_ = fork();
-    if (pid_ == 0) run_card(words, ready[1], output_, parent);
+    if (pid_ == 0) run_card(words, ready[1], output_, errors, parent);
     close(ready[1]);
     is_listening_ = pid_ > 0 && wait_for_byte(ready[0]);
     close(ready[0]);

@@ -13,7 +13,8 @@ class card_process {
   public:
     // Starts nprm-simcard on the directory and returns when it listens, or when it has ended without: see is_listening().
     // A test whose card makes a shared segment calls use_private_ipc() before.
-    explicit card_process(const std::string &directory, const std::vector<std::string> &options = {});
+    // errors: where its standard error goes instead of into output()
+    explicit card_process(const std::string &directory, const std::vector<std::string> &options = {}, int errors = -1);
     ~card_process();
     card_process(const card_process &) = delete;
     card_process &operator=(const card_process &) = delete;

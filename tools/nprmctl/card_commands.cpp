@@ -1,98 +1,38 @@
 // card status, fault, reset: the simulated card's control socket.
 
+#include "card_control.h"
 #include "failure.h"
 #include "invocation.h"
-#include "platform/local/ruv_local.h"
 #include "simcard/nprm_simcard.h"
 
-#include <cerrno>
-#include <cstring>
-
-#include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
-
-#include <nlohmann/json.hpp>
+#include <algorithm>
 
 namespace {
 
 using nlohmann::ordered_json;
 
-constexpr timeval patience = {5, 0};
-constexpr const char *start_hint = "start a card: nprm-simcard";
+constexpr const char *fault_notes = "Kinds:\n"
+#define FAULT_LINE(identifier, kind, help) "  " kind ": " help "\n"
+    NPRM_SIMCARD_FAULT_LIST(FAULT_LINE)
+#undef FAULT_LINE
+        "  none: all faults end\n";
 
-class control_socket {
-  public:
-    control_socket() : descriptor_(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)) {}
-    ~control_socket() {
-        if (descriptor_ >= 0) close(descriptor_);
-    }
-    control_socket(const control_socket &) = delete;
-    control_socket &operator=(const control_socket &) = delete;
-    int descriptor() const { return descriptor_; }
-
-  private:
-    int descriptor_;
-};
-
-failure no_card(const std::string &why) {
-    return {exit_refused, "no simulated card answers: " + why, start_hint, {}, {}, {}, {}};
+// Numbers that name something are not grouped.
+bool is_a_count(std::string_view name) {
+    constexpr std::string_view names_of_things[] = {"pid", "seed", "id", "component", "value"};
+    return std::ranges::find(names_of_things, name) == std::end(names_of_things);
 }
 
-failure no_card_at(const char *directory, int error) {
-    char text[5000];
-    ruv_local_explain(error, directory, text, sizeof text);
-    return no_card(text);
+// As people write a member's name.
+std::string heading_of(std::string name) {
+    std::ranges::replace(name, '_', ' ');
+    return printable(name);
 }
 
-sockaddr_un control_address() {
-    char directory[4096];
-    int error = ruv_local_directory(directory, sizeof directory);
-    if (error != 0) throw no_card_at("", error);
-    error = ruv_local_check_directory(directory);
-    if (error != 0) throw no_card_at(directory, error);
-    sockaddr_un address;
-    error = ruv_local_address(&address, directory, RUV_LOCAL_CONTROL);
-    if (error != 0) throw no_card_at(directory, error);
-    return address;
-}
-
-// One datagram out, one back.
-std::string exchange(const std::string &request) {
-    const sockaddr_un address = control_address();
-    const control_socket control;
-    const int descriptor = control.descriptor();
-    if (descriptor < 0) throw no_card(std::strerror(errno));
-    setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
-    if (connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
-        send(descriptor, request.data(), request.size(), MSG_NOSIGNAL) < 0)
-        throw no_card(std::string(address.sun_path) + ": " + std::strerror(errno));
-    std::string answer(NPRM_SIMCARD_CONTROL_MAX, '\0');
-    const ssize_t bytes = recv(descriptor, answer.data(), answer.size(), MSG_TRUNC);
-    if (bytes < 0) throw no_card(std::string(address.sun_path) + ": " + std::strerror(errno));
-    if (bytes == 0) throw no_card("it ended before it answered");
-    if (static_cast<size_t>(bytes) > answer.size()) throw no_card("its answer is longer than agreed");
-    answer.resize(static_cast<size_t>(bytes));
-    return answer;
-}
-
-// The card's answer to a request; throws when it is none, or a refusal.
-ordered_json ask_card(const ordered_json &request) {
-    const std::string text = exchange(request.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
-    ordered_json answer = ordered_json::parse(text, nullptr, false);
-    if (!answer.is_object() || !answer.contains("ok") || !answer["ok"].is_boolean()) throw no_card("its answer cannot be read");
-    if (answer["ok"].get<bool>()) {
-        answer.erase("ok");
-        return answer;
-    }
-    const bool tells = answer.contains("error") && answer["error"].is_string();
-    throw failure{exit_refused, "the card says: " + (tells ? answer["error"].get<std::string>() : "no"), {}, {}, {}, {}, {}};
-}
-
-std::string text_of(const ordered_json &value) {
+std::string text_of(const std::string &name, const ordered_json &value) {
     if (value.is_null()) return "-";
     if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+    if (value.is_number_unsigned() && is_a_count(name)) return grouped(value.get<uint64_t>());
     if (value.is_string()) return printable(value.get<std::string>());
     return printable(value.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
 }
@@ -107,14 +47,14 @@ std::string table_text(const ordered_json &rows) {
     std::vector<std::string> headings;
     std::vector<bool> to_the_right;
     for (const auto &[name, value] : rows[0].items()) {
-        headings.push_back(printable(name));
+        headings.push_back(heading_of(name));
         to_the_right.push_back(value.is_number());
     }
     std::vector<std::vector<std::string>> cells;
     for (const ordered_json &row : rows) {
         std::vector<std::string> line;
         for (const auto &[name, value] : rows[0].items())
-            line.push_back(row.contains(name) ? text_of(row[name]) : "");
+            line.push_back(row.contains(name) ? text_of(name, row[name]) : "");
         cells.push_back(std::move(line));
     }
     return aligned(headings, cells, to_the_right);
@@ -128,13 +68,13 @@ struct object_parts {
 
 void take_apart(const ordered_json &object, const std::string &title, object_parts &parts) {
     for (const auto &[name, value] : object.items()) {
-        const std::string full = title + printable(name);
+        const std::string full = title + heading_of(name);
         if (value.is_object())
             take_apart(value, full + " ", parts);
         else if (is_table(value))
             parts.tables += "\n" + full + "\n" + table_text(value);
         else
-            parts.plain.emplace_back(full, value.is_array() && value.empty() ? "none" : text_of(value));
+            parts.plain.emplace_back(full, value.is_array() && value.empty() ? "none" : text_of(name, value));
     }
 }
 
@@ -168,11 +108,12 @@ int card_status(invocation &call) {
 int card_fault(invocation &call) {
     std::string kind, component;
     uint32_t count = 0, value = 0, seed = 0;
-    call.text("KIND", kind, "what goes wrong; none ends all faults, an unknown word lists the kinds");
+    call.text("KIND", kind, "what goes wrong, one of the kinds below");
     call.number("--count COUNT", count, 1, UINT32_MAX, "how many messages it hits, 1 when not given");
     call.text("--component NAME", component, "the component it hits, by number or name such as TCAM; all when not given");
     call.number("--value VALUE", value, 0, UINT32_MAX, "what the kind needs: milliseconds, bytes, a result code");
     call.number("--seed SEED", seed, 0, UINT32_MAX, "makes the random ones repeatable");
+    call.notes(fault_notes);
     call.parse();
     ordered_json request = {{"command", "fault"}, {"kind", kind}};
     if (call.given("--count")) request["count"] = count;

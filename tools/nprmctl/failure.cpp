@@ -10,6 +10,10 @@
 
 #include <nlohmann/json.hpp>
 
+failure refused(std::string what, std::string next) {
+    return {exit_refused, std::move(what), std::move(next), {}, {}, {}, {}};
+}
+
 failure usage_error(std::string what, std::string next) {
     return {exit_usage, std::move(what), std::move(next), {}, {}, {}, {}};
 }
@@ -19,8 +23,9 @@ failure text_errors(const std::string &file, std::vector<text_error> errors) {
     return {exit_usage, file + " has " + count + ", nothing was sent", {}, {}, {}, file, std::move(errors)};
 }
 
-failure refusal(const std::string &what, uint32_t code, std::string detail) {
-    const result_text known = text_of_result(code);
+failure refusal(const std::string &what, uint32_t code, std::string detail, const char *meaning) {
+    result_text known = text_of_result(code);
+    if (meaning != nullptr) known.meaning = meaning;
     const std::string why = known.meaning == nullptr ? std::string{} : std::string(", ") + known.meaning;
     return {exit_refused,
             what + ": " + result_name(code).value_or("a code without a name") + " (" + std::to_string(code) + ")" + why,

@@ -21,11 +21,14 @@ struct failure {
     std::vector<text_error> errors;
 };
 
+// Refused, in words of our own.
+failure refused(std::string what, std::string next = {});
 failure usage_error(std::string what, std::string next);
 // A text of which nothing was sent, because it has errors.
 failure text_errors(const std::string &file, std::vector<text_error> errors);
 // A refusal of the library or the server: what was asked, and its code with what is known about it.
-failure refusal(const std::string &what, uint32_t code, std::string detail = {});
+// meaning: what the code means here, when that is not its usual meaning
+failure refusal(const std::string &what, uint32_t code, std::string detail = {}, const char *meaning = nullptr);
 
 std::optional<std::string> result_name(uint32_t code);
 

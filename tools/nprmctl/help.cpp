@@ -3,8 +3,12 @@
 #include "failure.h"
 #include "invocation.h"
 
+#include "api/wire/nprm_message.h"
+#include "simcard/nprm_simcard.h"
+
 #include <map>
 #include <sstream>
+#include <string_view>
 
 namespace {
 
@@ -40,39 +44,84 @@ std::map<std::string, std::string> second_words() {
     return words;
 }
 
+// Holes are between at signs.
+constexpr std::string_view bash_script = R"(# Completion of nprmctl for bash: source <(nprmctl completion bash)
+_nprmctl() {
+    local current=${COMP_WORDS[COMP_CWORD]} words= i
+    local -a said=()  # the words before this one, without the options of every command
+    for ((i = 1; i < COMP_CWORD; ++i)); do
+        case ${COMP_WORDS[i]} in
+        --json | --verbose) ;;
+        --directory) i=$((i + 1)) ;;
+        *) said+=("${COMP_WORDS[i]}") ;;
+        esac
+    done
+    case ${COMP_WORDS[COMP_CWORD-1]} in
+    --directory) COMPREPLY=($(compgen -d -- "$current")); return ;;
+    --component) COMPREPLY=($(compgen -W "@components@" -- "$current")); return ;;
+    --*) [[ $current == -* || ${COMP_WORDS[COMP_CWORD-1]} =~ ^--(json|verbose|policy|scatter)$ ]] || return ;;
+    esac
+    local helping=
+    if [ "${said[0]-}" = help ]; then
+        helping=yes
+        said=("${said[@]:1}")
+    fi
+    if [[ $current == -* && -z $helping && ${#said[@]} -gt 0 ]]; then
+        case "${said[0]-} ${said[1]-}" in
+@options@        esac
+    else
+        case "${#said[@]} ${said[*]}" in
+        '0 ') words="@firsts@@globals@" ;;
+@seconds@        esac
+        [ -n "$helping" ] || case "${#said[@]} ${said[*]}" in
+@arguments@        esac
+    fi
+    [ -n "$words" ] || return  # files, by the default
+    COMPREPLY=($(compgen -W "$words" -- "$current"))
+}
+complete -o default -F _nprmctl nprmctl
+)";
+
+std::string filled(std::string_view script, const std::map<std::string, std::string> &holes) {
+    std::string text(script);
+    for (const auto &[hole, content] : holes)
+        text.replace(text.find(hole), hole.size(), content);
+    return text;
+}
+
+std::string fault_kinds() {
+#define FAULT_KIND(identifier, kind, help) kind " "
+    return NPRM_SIMCARD_FAULT_LIST(FAULT_KIND) "none";
+#undef FAULT_KIND
+}
+
+std::string component_names() {
+    std::string names;
+#define COMPONENT_NAME(number, name, opcode, record_bytes)                                                                         \
+    if ((record_bytes) != 0) names += #name " ";
+    NPRM_COMPONENT_LIST(COMPONENT_NAME)
+#undef COMPONENT_NAME
+    return names;
+}
+
 std::string completion_of_bash() {
     std::string firsts, seconds, options;
     for (const auto &[first, words] : second_words()) {
         firsts += first + " ";
-        if (!words.empty()) seconds += choice(first, words);
+        if (!words.empty()) seconds += choice("'1 " + first + "'", words);
     }
     for (const command &row : commands) {
         const std::string name = row.name;
         const bool one_word = name.find(' ') == std::string::npos;
         options += choice(one_word ? "'" + name + " '*" : "'" + name + "'", options_of(row) + globals);
     }
-    return "# Completion of nprmctl for bash: source <(nprmctl completion bash)\n"
-           "_nprmctl() {\n"
-           "    local current=${COMP_WORDS[COMP_CWORD]} first=${COMP_WORDS[1]} words=\n"
-           "    if [ \"$COMP_CWORD\" -eq 1 ]; then\n"
-           "        COMPREPLY=($(compgen -W \"" +
-           firsts +
-           "--help --version\" -- \"$current\"))\n"
-           "        return\n"
-           "    fi\n"
-           "    if [ \"$COMP_CWORD\" -eq 2 ]; then\n"
-           "        case $first in\n" +
-           seconds + choice("completion", "bash") + choice("help", firsts) +
-           "        esac\n"
-           "        [ -n \"$words\" ] && COMPREPLY=($(compgen -W \"$words\" -- \"$current\")) && return\n"
-           "    fi\n"
-           "    [[ $current == -* ]] || return  # files, by the default\n"
-           "    case \"$first ${COMP_WORDS[2]}\" in\n" +
-           options +
-           "    esac\n"
-           "    COMPREPLY=($(compgen -W \"$words\" -- \"$current\"))\n"
-           "}\n"
-           "complete -o default -F _nprmctl nprmctl\n";
+    return filled(bash_script, {{"@components@", component_names()},
+                                {"@options@", options},
+                                {"@firsts@", firsts},
+                                {"@globals@", "--json --directory --verbose --help --version"},
+                                {"@seconds@", seconds},
+                                {"@arguments@", choice("'1 completion'", "bash") + choice("'2 tcam load'", "new") +
+                                                    choice("'2 card fault'", fault_kinds())}});
 }
 
 void print_all(const invocation &call) {

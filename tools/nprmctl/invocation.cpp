@@ -91,12 +91,20 @@ void invocation::parse() {
     } catch (const CLI::CallForHelp &) {
         throw help_wanted{help_text()};
     } catch (const CLI::ParseError &error) {
+        refuse_repeated_options();
         throw usage_error(error.what(), usage_of(row_));
     } catch (failure &problem) {  // of number_argument()
         problem.next = usage_of(row_);
         throw;
     }
+    if (given("--directory") && directory_.empty()) throw usage_error("--directory is empty, it must be a path", usage_of(row_));
     if (!directory_.empty()) setenv("RUV_DIR", directory_.c_str(), 1);
+}
+
+void invocation::refuse_repeated_options() const {
+    for (const CLI::Option *option : std::as_const(*parser_).get_options())
+        if (option->nonpositional() && option->get_expected_max() == 1 && option->results().size() > 1)
+            throw usage_error(option->get_name() + " is given twice", usage_of(row_));
 }
 
 std::string invocation::help_text() const {

@@ -49,6 +49,7 @@ class invocation {
   private:
     CLI::App &parser();
     CLI::Option *add_text(const char *name, std::string &value, const char *help);
+    void refuse_repeated_options() const;
     std::string help_text() const;
 
     const command &row_;

@@ -2,6 +2,8 @@
 
 #include "log_catcher.h"
 
+#include "library_texts.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <string_view>
@@ -9,9 +11,6 @@
 #include <sys/types.h>
 
 namespace {
-
-// What the library logs when all goes well.
-constexpr std::string_view traces[] = {"Sending ", "Received ", "got a reply with error no 0"};
 
 // Standard error and output as they were before the catcher, and what was caught since.
 FILE *real_error, *real_output;
@@ -62,7 +61,8 @@ std::vector<std::string> log_catcher::failures() const {
     std::vector<std::string> failures;
     for (const std::string &message : messages) {
         const std::string_view text = without_head(message);
-        const bool is_trace = std::ranges::any_of(traces, [text](std::string_view trace) { return text.starts_with(trace); });
+        const bool is_trace =
+            std::ranges::any_of(library_texts::traces, [text](std::string_view trace) { return text.starts_with(trace); });
         if (!is_trace) failures.emplace_back(text);
     }
     return failures;

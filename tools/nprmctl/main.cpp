@@ -24,13 +24,25 @@ bool contains(const std::vector<std::string> &words, const char *word) {
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
+int print_version(bool json) {
+    report version;
+    version.sentence("nprmctl " NPRM_VERSION);
+    version.fact("version", nullptr, std::string(NPRM_VERSION));
+    version.print(json, stdout);
+    return exit_done;
+}
+
+void print_help_text(const std::string &text, bool json) {
+    report help;
+    help.fact("help", nullptr, text);
+    std::fputs(json ? help.json().c_str() : text.c_str(), stdout);
+}
+
 int run(std::vector<std::string> words) {
-    if (!words.empty() && words[0] == "--version") {
-        std::puts("nprmctl " NPRM_VERSION);
-        return exit_done;
-    }
     if (!words.empty() && (words[0] == "--help" || words[0] == "-h")) words[0] = "help";
     move_leading_options(words);
+    if (!words.empty() && words[0].starts_with("-") && contains(words, "--version"))
+        return print_version(contains(words, "--json"));
     if (words.empty() || words[0].starts_with("-")) throw usage_error("no command is given", "nprmctl help");
     const std::string second = words.size() > 1 ? words[1] : "";
     const command *row = find_command(words[0], second);
@@ -60,13 +72,13 @@ int main(int count, char **arguments) {
     try {
         status = run(words);
     } catch (const help_wanted &help) {
-        std::fputs(help.text.c_str(), stdout);
+        print_help_text(help.text, json);
         status = exit_done;
     } catch (const failure &problem) {
         print_failure(problem, json);
         status = problem.status;
     } catch (const std::exception &error) {
-        print_failure({exit_refused, error.what(), {}, {}, {}, {}, {}}, json);
+        print_failure(refused(error.what()), json);
     }
     return flushed(status);
 }

@@ -15,29 +15,29 @@ namespace {
 
 constexpr size_t file_bytes_max = size_t{64} << 20;  // far above 65,535 entries with comments
 
-std::string name_of(const std::string &path) {
-    return path == "-" ? "standard input" : path;
+failure unusable(std::string what) {
+    failure problem = refused(std::move(what));
+    problem.status = exit_usage;
+    return problem;
 }
 
 failure unreadable(const std::string &path, const std::string &why) {
-    return {exit_usage, name_of(path) + " cannot be read: " + why, {}, {}, {}, {}, {}};
+    return unusable(name_of_file(path) + " cannot be read: " + why);
 }
 
 void check_count(const std::string &path, size_t count) {
-    const std::string name = name_of(path);
-    if (count == 0) throw failure{exit_usage, name + " holds no entries, nothing was sent", {}, {}, {}, {}, {}};
+    const std::string name = name_of_file(path);
+    if (count == 0) throw unusable(name + " holds no entries, nothing was sent");
     if (count > tcam_entries_max)
-        throw failure{
-            exit_usage,
-            name + " expands to " + grouped(count) + " entries, a list holds " + grouped(tcam_entries_max) + "; nothing was sent",
-            {},
-            {},
-            {},
-            {},
-            {}};
+        throw unusable(name + " expands to " + grouped(count) + " entries, a list holds " + grouped(tcam_entries_max) +
+                       "; nothing was sent");
 }
 
 }  // namespace
+
+std::string name_of_file(const std::string &path) {
+    return path == "-" ? "standard input" : path;
+}
 
 std::string read_text(const std::string &path) {
     struct closer {
@@ -54,6 +54,8 @@ std::string read_text(const std::string &path) {
         if (text.size() > file_bytes_max) throw unreadable(path, "it is larger than " + grouped(file_bytes_max) + " bytes");
     }
     if (std::ferror(file.get()) != 0) throw unreadable(path, std::strerror(errno));
+    constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+    if (text.starts_with(byte_order_mark)) text.erase(0, byte_order_mark.size());
     return text;
 }
 
@@ -71,7 +73,7 @@ std::string line_of(const std::string &text, uint32_t number) {
 
 rule_file read_rules(const std::string &path) {
     access_list list = parse_access_list(read_text(path));
-    if (!list.errors.empty()) throw text_errors(name_of(path), std::move(list.errors));
+    if (!list.errors.empty()) throw text_errors(name_of_file(path), std::move(list.errors));
     rule_file file{list.rules.size(), {}};
     for (const acl_rule &rule : list.rules)
         expand_rule(rule, file.entries);
@@ -82,7 +84,7 @@ rule_file read_rules(const std::string &path) {
 std::vector<policy_entry> read_policy(const std::string &path) {
     std::vector<text_error> errors;
     std::vector<policy_entry> entries = parse_policy_entries(read_text(path), errors);
-    if (!errors.empty()) throw text_errors(name_of(path), std::move(errors));
+    if (!errors.empty()) throw text_errors(name_of_file(path), std::move(errors));
     check_count(path, entries.size());
     return entries;
 }

@@ -14,9 +14,16 @@
 class invocation;
 
 struct answer {
-    uint32_t code;      // NPRM_OK only when nothing failed
-    bool is_uncertain;  // the request may have been carried out although the code says otherwise
-    std::string words;  // the failures that the library logged; empty when there were none
+    uint32_t code;                  // NPRM_OK only when nothing failed
+    bool is_uncertain;              // the request may have been carried out although the code says otherwise
+    std::string words;              // the failures that the library logged; empty when there were none
+    const char *meaning = nullptr;  // what the code means here, when that is not its usual meaning
+};
+
+// What a code means for one operation, and what to try then.
+struct other_meaning {
+    uint32_t code;
+    const char *meaning, *next;
 };
 
 // Registers this process with the server; throws a failure that says why the server cannot be asked.
@@ -30,6 +37,6 @@ failure unchanged_for(const std::string &what, const answer &given);
 
 // As ask(), and throw the failure unless the answer is NPRM_OK.
 void learn(const std::string &what, const std::function<uint32_t()> &call);
-void change(const std::string &what, const std::function<uint32_t()> &call);
+void change(const std::string &what, const std::function<uint32_t()> &call, const other_meaning *other = nullptr);
 
 #endif

@@ -39,9 +39,14 @@ int explain_error(invocation &call) {
     call.parse();
     const uint32_t code = code_argument(call, text);
     const auto name = result_name(code);
-    if (!name)
-        throw failure{
-            exit_refused, "no result code has the number " + std::to_string(code), "a number from 0 to 169", {}, {}, {}, {}};
+    if (!name) {
+        report nameless;
+        nameless.sentence("the number " + std::to_string(code) + " has no name: the library prints \"(null)\" for it");
+        nameless.fact("code", nullptr, uint64_t{code});
+        nameless.fact("name", nullptr, std::monostate{});
+        call.print(nameless);
+        return exit_done;
+    }
     const result_text known = text_of_result(code);
     report explanation;
     explanation.fact("code", "code", uint64_t{code});

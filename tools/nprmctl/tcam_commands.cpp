@@ -60,6 +60,7 @@ struct store_arguments {
 
 struct store_words {
     const char *done, *not_done;
+    other_meaning other;
 };
 
 template <class form>
@@ -67,12 +68,16 @@ int store(const invocation &call, const store_arguments &arguments, std::span<co
           decltype(form::write) &operation, store_words words) {
     arguments.check_end(call, entries.size());
     connect_to_server(call);
-    send_entries<form>(arguments.list, arguments.position, entries, operation, words.not_done);
+    send_entries<form>(arguments.list, arguments.position, entries, operation, words.not_done, tcam_entries_max, {}, &words.other);
     report_entries(call, words.done, arguments.list, arguments.position, entries.size());
     return exit_done;
 }
 
-constexpr store_words written = {"written", " not written"}, inserted = {"inserted", " not inserted"};
+constexpr store_words written = {"written", " not written", {}};
+constexpr store_words inserted = {"inserted",
+                                  " not inserted",
+                                  {NPRM_ERROR_TCAM_RESOURCE_EXHAUSTED, "the list is full: an insert would push entries out of it",
+                                   "nprmctl tcam remove entries, or load them into a larger list"}};
 
 std::string joined(const std::vector<std::string> &words) {
     std::string text;
@@ -91,18 +96,40 @@ result_type look_up(uint32_t list, const key_type &key, operation_type &operatio
                       given);
 }
 
+// Whether the line is a rule that makes an entry with this result, and for packets like this one.
+bool makes(const std::string &line, const nprm_tcam_acl_key &key, const nprm_tcam_acl_result &result) {
+    const access_list list = parse_access_list(line);
+    if (!list.errors.empty() || list.rules.size() != 1) return false;
+    std::vector<acl_entry> entries;
+    expand_rule(list.rules[0], entries);
+    return std::ranges::any_of(entries, [&](const acl_entry &entry) {
+        const auto *value = reinterpret_cast<const uint8_t *>(&entry.key), *mask = reinterpret_cast<const uint8_t *>(&entry.mask),
+                   *packet = reinterpret_cast<const uint8_t *>(&key);
+        for (size_t i = 0; i < sizeof key; ++i)
+            if ((packet[i] & mask[i]) != (value[i] & mask[i])) return false;
+        return action_text(entry.result) == action_text(result);
+    });
+}
+
 int look_up_packet(const invocation &call, uint32_t list, const nprm_tcam_acl_key &key, const std::string &rules) {
     const std::string text = rules.empty() ? "" : read_text(rules);
     connect_to_server(call);
     const auto result = look_up<nprm_tcam_acl_key, nprm_tcam_acl_result>(list, key, nprm_ext_tcam_v4_acl_lkup);
-    const std::string action = action_text(result).value_or("no action");
+    const std::string action = action_text(result).value_or("no action"), number = std::to_string(result.u32_4);
     const std::string rule = line_of(text, result.u32_4);
+    const bool fits = makes(rule, key, result);
+    std::string sentence = action + ", by the rule in line " + number;
+    if (fits)
+        sentence += ": " + printable(rule);
+    else if (!rules.empty())
+        sentence += "; " + name_of_file(rules) + " is not the file that was loaded: its line " + number + " is no such rule";
     report found;
-    found.sentence(action + ", by the rule in line " + std::to_string(result.u32_4) + (rule.empty() ? "" : ": " + printable(rule)));
+    found.sentence(sentence);
     found.fact("list", nullptr, uint64_t{list});
     found.fact("action", nullptr, action);
     found.fact("line", nullptr, uint64_t{result.u32_4});
-    if (!rule.empty()) found.fact("rule", nullptr, rule);
+    if (!rules.empty()) found.fact("file_fits", nullptr, fits);
+    if (fits) found.fact("rule", nullptr, rule);
     found.fact("key", nullptr, field_text(key));
     found.fact("result", nullptr, field_text(result));
     call.print(found);
@@ -138,8 +165,12 @@ int tcam_create(invocation &call) {
 
 uint8_t create_list(uint32_t size) {
     uint8_t list = 0;
-    change("no list was made", [&] { return nprm_tcam_create_v4_vmr_lst_dup(static_cast<uint16_t>(size), &list); });
-    return list;
+    const answer given = ask([&] { return nprm_tcam_create_v4_vmr_lst_dup(static_cast<uint16_t>(size), &list); });
+    if (given.code == NPRM_OK) return list;
+    if (!given.is_uncertain) throw unknown_for("no list was made", given);
+    failure problem = unknown_for("it is not known whether a list was made", given);
+    problem.next = "nprmctl card status shows the lists";
+    throw problem;
 }
 
 int tcam_delete(invocation &call) {

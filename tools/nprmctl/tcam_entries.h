@@ -76,26 +76,37 @@ answer read_entries(uint32_t list, uint32_t position, std::span<typename form::e
     return given;
 }
 
-// Reads from a position on, to the first position that holds no entry, or as many as wanted.
 template <class form>
-std::vector<typename form::entry> read_until_empty(uint32_t list, uint32_t position, uint32_t wanted) {
-    std::vector<typename form::entry> found;
+struct placed_entry {
+    uint32_t position;
+    typename form::entry entry;
+};
+
+// Reads from a position on, over positions that hold none, up to the list's last position, `end`, or as many entries as wanted.  No
+// operation tells where entries are: a read that meets a position without one is refused as a whole.
+template <class form>
+std::vector<placed_entry<form>> read_list(uint32_t list, uint32_t position, uint32_t end, uint32_t wanted) {
+    std::vector<placed_entry<form>> found;
     uint32_t count = NPRM_TCAM_ENTRIES_MAX;
-    while (position < tcam_entries_max && found.size() < wanted) {
-        count = std::min({count, tcam_entries_max - position, wanted - static_cast<uint32_t>(found.size())});
+    while (position < end && found.size() < wanted) {
+        count = std::min({count, end - position, wanted - static_cast<uint32_t>(found.size())});
         std::vector<typename form::entry> entries(count);
         const answer given = read_entries<form>(list, position, entries);
         if (given.code == NPRM_OK) {
-            found.insert(found.end(), entries.begin(), entries.end());
-            position += count;
+            for (const auto &entry : entries)
+                found.push_back({position++, entry});
+            count = std::min<uint32_t>(2 * count, NPRM_TCAM_ENTRIES_MAX);
             continue;
         }
-        const bool none_here = given.code == NPRM_ERROR_TCAM_ITEM_NOT_FOUND || given.code == NPRM_ERROR_TCAM_OUT_OF_RANGE;
-        if (!none_here)
+        if (given.code != NPRM_ERROR_TCAM_ITEM_NOT_FOUND && given.code != NPRM_ERROR_TCAM_OUT_OF_RANGE)
             throw unknown_for("list " + std::to_string(list) + " cannot be read from position " + std::to_string(position) + " on",
                               given);
-        if (count == 1) break;
-        count /= 2;  // fewer may still be there
+        if (count > 1)
+            count /= 2;  // fewer may still be there
+        else if (given.code == NPRM_ERROR_TCAM_OUT_OF_RANGE)
+            break;
+        else
+            ++position;
     }
     return found;
 }
@@ -103,14 +114,18 @@ std::vector<typename form::entry> read_until_empty(uint32_t list, uint32_t posit
 // Hands the entries to the library's write or insert, in calls of at most `step` entries; after each, `done` hears how many are.
 template <class form>
 void send_entries(uint32_t list, uint32_t position, std::span<const typename form::entry> entries, decltype(form::write) &operation,
-                  const char *what, size_t step = tcam_entries_max, const std::function<void(size_t)> &done = {}) {
+                  const char *what, size_t step = tcam_entries_max, const std::function<void(size_t)> &done = {},
+                  const other_meaning *other = nullptr) {
     for (size_t at = 0; at < entries.size(); at += step) {
         const entry_arrays<form> arrays(entries.subspan(at, std::min(step, entries.size() - at)));
         const auto from = static_cast<uint32_t>(position + at);
-        change(entries_of_list(list, from, arrays.keys.size()) + what, [&] {
-            return operation(static_cast<uint8_t>(list), static_cast<uint16_t>(from), static_cast<uint16_t>(arrays.keys.size()),
-                             arrays.keys.data(), arrays.masks.data(), arrays.results.data());
-        });
+        change(
+            entries_of_list(list, from, arrays.keys.size()) + what,
+            [&] {
+                return operation(static_cast<uint8_t>(list), static_cast<uint16_t>(from), static_cast<uint16_t>(arrays.keys.size()),
+                                 arrays.keys.data(), arrays.masks.data(), arrays.results.data());
+            },
+            other);
         if (done) done(at + arrays.keys.size());
     }
 }

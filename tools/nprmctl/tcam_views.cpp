@@ -75,13 +75,22 @@ struct difference {
     std::string on_card, in_file;  // empty: nothing is there
 };
 
-std::vector<difference> differences(std::span<const acl_entry> on_card, std::span<const acl_entry> in_file) {
+using placed_rule = placed_entry<acl_form>;
+
+std::vector<difference> differences(std::span<const placed_rule> on_card, std::span<const acl_entry> in_file) {
     std::vector<difference> found;
-    for (size_t i = 0; i < std::max(on_card.size(), in_file.size()); ++i) {
-        if (i < on_card.size() && i < in_file.size() && same_bytes(on_card[i], in_file[i])) continue;
-        found.push_back({static_cast<uint32_t>(i), i < on_card.size() ? text_of(on_card[i]) : "",
-                         i < in_file.size() ? text_of(in_file[i]) : ""});
+    const auto missing = [&](uint32_t from, uint32_t to) {
+        for (uint32_t i = from; i < std::min<size_t>(to, in_file.size()); ++i)
+            found.push_back({i, "", text_of(in_file[i])});
+    };
+    uint32_t next = 0;
+    for (const auto &[position, entry] : on_card) {
+        missing(next, position);
+        next = position + 1;
+        if (position < in_file.size() && same_bytes(entry, in_file[position])) continue;
+        found.push_back({position, text_of(entry), position < in_file.size() ? text_of(in_file[position]) : ""});
     }
+    missing(next, tcam_entries_max);
     return found;
 }
 
@@ -103,39 +112,70 @@ void write_all(const invocation &call, uint32_t list, std::span<const acl_entry>
 
 // The answers alone do not prove that the card holds what was sent.
 void verify(uint32_t list, std::span<const acl_entry> entries) {
-    const auto on_card = read_until_empty<acl_form>(list, 0, static_cast<uint32_t>(entries.size()));
-    const size_t different = differences(on_card, entries).size();
+    const auto count = static_cast<uint32_t>(entries.size());
+    const size_t different = differences(read_list<acl_form>(list, 0, count, count), entries).size();
     if (different != 0)
-        throw failure{exit_refused,
-                      "list " + std::to_string(list) + " was written, but " + counted(different, "entry reads", "entries read") +
+        throw refused("list " + std::to_string(list) + " was written, but " + counted(different, "entry reads", "entries read") +
                           " back differently",
-                      "nprmctl tcam compare LIST FILE shows them; load again",
-                      {},
-                      {},
-                      {},
-                      {}};
+                      "nprmctl tcam compare LIST FILE shows them; load again");
 }
 
-template <class form>
-void add_rows(report &content, std::span<const typename form::entry> entries, uint32_t position) {
-    content.table("entries", {{"position", "position"}, {"key", "key"}, {"mask", "mask"}, {"result", "result"}});
-    for (const auto &entry : entries)
-        content.row({uint64_t{position++}, field_text(entry.key), field_text(entry.mask), field_text(entry.result)});
+struct entry_columns {
+    std::vector<column> columns;
+    size_t told;  // the column that tells of positions without entries
+};
+const entry_columns field_columns = {{{"position", "position"}, {"key", "key"}, {"mask", "mask"}, {"result", "result"}}, 1};
+const entry_columns rule_columns = {
+    {{"position", "position"}, {"line", "line"}, {"rule", "rule"}, {"key", nullptr}, {"mask", nullptr}, {"result", nullptr}}, 2};
+
+std::vector<cell> field_row(const auto &placed) {
+    return {uint64_t{placed.position}, field_text(placed.entry.key), field_text(placed.entry.mask),
+            field_text(placed.entry.result)};
 }
 
-void add_rules(report &content, std::span<const acl_entry> entries, uint32_t position) {
-    content.table(
-        "entries",
-        {{"position", "position"}, {"line", "line"}, {"rule", "rule"}, {"key", nullptr}, {"mask", nullptr}, {"result", nullptr}});
-    for (const acl_entry &entry : entries)
-        content.row({uint64_t{position++}, uint64_t{entry.result.u32_4}, text_of(entry), field_text(entry.key),
-                     field_text(entry.mask), field_text(entry.result)});
+std::vector<cell> rule_row(const placed_rule &placed) {
+    return {uint64_t{placed.position},    uint64_t{placed.entry.result.u32_4}, text_of(placed.entry),
+            field_text(placed.entry.key), field_text(placed.entry.mask),       field_text(placed.entry.result)};
 }
 
-std::string count_sentence(uint32_t list, uint32_t from, size_t count, uint32_t wanted) {
-    const std::string end = "position " + std::to_string(from + count) + " holds none";
-    if (count == 0) return "list " + std::to_string(list) + ": " + end;
-    return entries_of_list(list, from, count) + (count < wanted ? "; " + end : "");
+void add_gap(report &content, const entry_columns &shape, uint32_t from, uint32_t to) {
+    std::vector<cell> cells(shape.columns.size());
+    cells[0] = uint64_t{from};
+    cells[shape.told] = from + 1 == to ? std::string("(holds none)")
+                                       : "(positions " + std::to_string(from) + " to " + std::to_string(to - 1) + " hold none)";
+    content.row(std::move(cells));
+}
+
+// The entries from a position on; for people, with a row where positions before an entry hold none.
+void show_entries(const invocation &call, uint32_t list, uint32_t from, uint32_t wanted, const auto &entries,
+                  const entry_columns &shape, const auto &cells_of) {
+    report content;
+    content.table("entries", shape.columns);
+    uint32_t next = from;
+    bool has_gaps = false;
+    for (const auto &placed : entries) {
+        const bool is_gap = placed.position != next;
+        if (is_gap && !call.json()) add_gap(content, shape, next, placed.position);
+        has_gaps = has_gaps || is_gap;
+        next = placed.position + 1;
+        content.row(cells_of(placed));
+    }
+    const std::string end = "position " + std::to_string(next) + " holds none";
+    if (entries.empty())
+        content.sentence("list " + std::to_string(list) + ": " + end);
+    else if (has_gaps)
+        content.sentence(counted(entries.size(), "entry", "entries") + " of list " + std::to_string(list) + ", with gaps");
+    else
+        content.sentence(entries_of_list(list, from, entries.size()) + (entries.size() < wanted ? "; " + end : ""));
+    content.fact("list", nullptr, uint64_t{list});
+    call.print(content);
+}
+
+uint32_t existing_list(const invocation &call, const std::string &target) {
+    const auto number = decimal<uint32_t>(target);
+    if (number && *number <= list_id_max) return *number;
+    throw usage_error("LIST is " + in_quotes(target) + ", it must be new or a number from 0 to " + std::to_string(list_id_max),
+                      usage_of(call.row()));
 }
 
 }  // namespace
@@ -148,24 +188,26 @@ int tcam_load(invocation &call) {
     call.parse();
     const bool is_new = target == "new";
     uint32_t list = 0;
-    if (!is_new) list = number_argument("LIST", target, 0, list_id_max);
+    if (!is_new) list = existing_list(call, target);
     const rule_file file = read_rules(path);
     const auto count = static_cast<uint32_t>(file.entries.size());
     connect_to_server(call);
     if (is_new) list = create_list(count);
     const uint32_t size = is_new ? count : size_of_list(list);
     if (size < count)
-        throw failure{exit_refused,
-                      "list " + std::to_string(list) + " has room for " + counted(size, "entry", "entries") + ", " + path +
-                          " needs " + grouped(count) + "; nothing was sent",
-                      "nprmctl tcam load new " + path,
-                      {},
-                      {},
-                      {},
-                      {}};
-    write_all(call, list, file.entries);
-    remove_rest(list, count, size);
-    verify(list, file.entries);
+        throw refused("list " + std::to_string(list) + " has room for " + counted(size, "entry", "entries") + ", " +
+                          name_of_file(path) + " needs " + grouped(count) + "; nothing was sent",
+                      "nprmctl tcam load new " + path);
+    try {
+        write_all(call, list, file.entries);
+        remove_rest(list, count, size);
+        verify(list, file.entries);
+    } catch (failure &problem) {
+        if (is_new)
+            problem.next +=
+                (problem.next.empty() ? "" : "; ") + ("nprmctl tcam delete " + std::to_string(list)) + " takes the new list away";
+        throw;
+    }
 
     report loaded;
     loaded.sentence("list " + std::to_string(list) + ": " + counted(file.rules, "rule", "rules") + " became " +
@@ -185,23 +227,15 @@ int tcam_show(invocation &call) {
     call.number("--from POSITION", from, 0, tcam_entries_max - 1, "the first position to show, 0 when not given");
     call.number("--count COUNT", count, 1, tcam_entries_max, "how many entries at most");
     call.flag("--policy", policy, "the list holds policy entries");
-    call.notes("Shows entries up to the first position that holds none.\n");
+    call.notes("Where positions before an entry hold none, a line says so.\n");
     call.parse();
     connect_to_server(call);
-    report content;
-    size_t found = 0;
-    if (policy) {
-        const auto entries = read_until_empty<policy_form>(list, from, count);
-        add_rows<policy_form>(content, entries, from);
-        found = entries.size();
-    } else {
-        const auto entries = read_until_empty<acl_form>(list, from, count);
-        add_rules(content, entries, from);
-        found = entries.size();
-    }
-    content.sentence(count_sentence(list, from, found, std::min(count, tcam_entries_max - from)));
-    content.fact("list", nullptr, uint64_t{list});
-    call.print(content);
+    const uint32_t wanted = std::min(count, tcam_entries_max - from);
+    if (policy)
+        show_entries(call, list, from, wanted, read_list<policy_form>(list, from, tcam_entries_max, count), field_columns,
+                     [](const auto &placed) { return field_row(placed); });
+    else
+        show_entries(call, list, from, wanted, read_list<acl_form>(list, from, tcam_entries_max, count), rule_columns, rule_row);
     return exit_done;
 }
 
@@ -221,7 +255,9 @@ int tcam_read(invocation &call) {
         std::vector<typename form::entry> entries(count);
         const answer given = read_entries<form>(list, position, entries);
         if (given.code != NPRM_OK) throw unknown_for(entries_of_list(list, position, count) + " not read", given);
-        add_rows<form>(content, entries, position);
+        content.table("entries", field_columns.columns);
+        for (uint32_t i = 0; i < count; ++i)
+            content.row(field_row(placed_entry<form>{position + i, entries[i]}));
     };
     if (policy)
         read(policy_form{});
@@ -241,10 +277,10 @@ int tcam_compare(invocation &call) {
     call.parse();
     const rule_file file = read_rules(path);
     connect_to_server(call);
-    const auto on_card = read_until_empty<acl_form>(list, 0, tcam_entries_max);
+    const auto on_card = read_list<acl_form>(list, 0, tcam_entries_max, tcam_entries_max);
     const std::vector<difference> found = differences(on_card, file.entries);
     report content;
-    const std::string subject = "list " + std::to_string(list) + " and " + path;
+    const std::string subject = "list " + std::to_string(list) + " and " + name_of_file(path);
     content.sentence(found.empty() ? subject + " are equal: " + counted(on_card.size(), "entry", "entries")
                                    : subject + " differ in " + counted(found.size(), "position", "positions") +
                                          (found.size() > shown_max ? "; the first " + std::to_string(shown_max) + ":" : ":"));

@@ -59,6 +59,10 @@ void each_line(std::string_view text, std::vector<text_error> &errors, const std
         text.remove_prefix(std::min(end + 1, text.size()));
         if (content.ends_with('\r')) content.remove_suffix(1);
         word_reader words(content, number, errors);
+        if (const size_t lone = content.find('\r'); lone != std::string_view::npos) {
+            words.fail_at(static_cast<uint32_t>(lone + 1), "the line ends in a carriage return alone: end lines with a line feed");
+            continue;
+        }
         if (!words.at_end()) line(words);
     }
 }

@@ -9,8 +9,8 @@
  *     2, 3   at its level up    yes         no                                                          at configured level 4
  *     4      at level 4         no          no                                                          yes
  *
- * Nothing is logged while a filter of the record and the address being handled are both set and differ.  The special log is off while
- * it has no path (ad_set_special_log_path() gives it one): the columns of the other two hold as they stand.
+ * Nothing is logged while a filter of the record and the address being handled are both set and differ.  The special log is off
+ * while it has no path (ad_set_special_log_path() gives it one): the columns of the other two hold as they stand.
  *
  * A daemon that does not read costs its senders 200 ms once: when a datagram found no room in the daemon's queue for that long, the
  * following ones do not wait at all (standard error gets what finds no room), until one has been sent again.  The error log and the

@@ -13,8 +13,8 @@ extern "C" {
  *   level, tag: as for ad_debug_print();   file, line: the site's;   description: stands in the header
  *   data: length bytes; null, or a length of 0 or less: the header alone
  * Returns nothing.   errno stays as it was.   Threads: any.
- * Blocks: 200 ms at most for each of the two logs, however many the lines, while their daemon does not read; a daemon that reads but
- * now and then may have each line wait; and as ny_syslog() does, for each line. */
+ * Blocks: 200 ms at most for each of the two logs, however many the lines, while their daemon does not read; a daemon that reads
+ * but now and then may have each line wait; and as ny_syslog() does, for each line. */
 AD_API void ad_debug_print_pkt_impl(int level, const char *tag, const void *data, int length, const char *file, int line,
                                     const char *description);
 

@@ -9,7 +9,7 @@ using nlohmann::json;
 
 class Control : public testing::Test {
   protected:
-    std::string answer(std::string_view request) { return answer_control(card_, {"/here", true, false, {}}, request); }
+    std::string answer(std::string_view request) { return answer_control(card_, {"/here", true, false, {}, 5}, request); }
     json ask(std::string_view request) { return json::parse(answer(request)); }
     void expect_done(std::string_view request) { EXPECT_EQ(answer(request), R"({"ok":true})") << request; }
     void expect_refused(std::string_view request, const std::string &why) {
@@ -30,11 +30,24 @@ TEST_F(Control, TellsTheStatus) {
     EXPECT_EQ(status["segment_removed"], false);
     EXPECT_EQ(status["acknowledge_only"], false);
     EXPECT_EQ(status["connections"], 0);
+    EXPECT_EQ(status["dropped_lines"], 5);
     EXPECT_EQ(status["faults"], json::array());
     EXPECT_EQ(status["components"].size(), 9U);
     EXPECT_EQ(status["components"][6],
               json::parse(R"({"component": 7, "name": "TCAM", "model": true, "requests": 0, "refused": 0})"));
     EXPECT_EQ(status["models"], json::parse(R"({"TCAM": {"capacity": 65536, "free": 65536, "lists": []}})"));
+}
+
+TEST_F(Control, TellsTheStatusInTheOrderOfItsDescription) {
+    const std::string status = answer(R"({"command": "status"})");
+    size_t at = 0;
+    for (const char *name : {"ok", "pid", "directory", "ready", "segment_removed", "acknowledge_only", "connections", "requests",
+                             "replies", "malformed", "lost_replies", "dropped_lines", "components", "faults", "models"}) {
+        const size_t found = status.find("\"" + std::string(name) + "\":", at);
+        ASSERT_NE(found, std::string::npos) << name << ": " << status;
+        at = found;
+    }
+    EXPECT_NE(status.find(R"({"component":7,"name":"TCAM","model":true,"requests":0,"refused":0})"), std::string::npos) << status;
 }
 
 TEST_F(Control, AddsFaultsAndEndsThem) {
@@ -93,6 +106,7 @@ TEST_F(Control, AsksForValuesWhereTheyAreNeeded) {
     expect_refused(R"({"command": "fault", "kind": "delay"})", "needs a \"value\"");
     expect_refused(R"({"command": "fault", "kind": "result"})", "needs a \"value\"");
     expect_refused(R"({"command": "fault", "kind": "drop", "value": 0})", "has no \"value\"");
+    expect_refused(R"({"command": "fault", "kind": "drop", "value": 3})", "the fault drop has no \"value\"");
 }
 
 TEST_F(Control, BoundsTheActiveFaults) {

@@ -5,7 +5,10 @@
 #include <stdexcept>
 #include <string>
 
+#include <sys/prctl.h>
 #include <sys/shm.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -28,6 +31,42 @@ uint32_t status_word() {
     shmdt(const_cast<uint32_t *>(address));
     return word;
 }
+
+volatile uint32_t *attach_segment() {
+    return static_cast<volatile uint32_t *>(shmat(shmget(key, 16, IPC_CREAT | 0666), nullptr, 0));
+}
+
+// A process of that name, until its object ends.
+class named_process {
+  public:
+    explicit named_process(const char *name) {
+        int ready[2];
+        EXPECT_EQ(pipe(ready), 0);
+        pid_ = fork();
+        if (pid_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            prctl(PR_SET_NAME, name);
+            close(ready[0]);
+            close(ready[1]);
+            for (;;)
+                pause();
+        }
+        close(ready[1]);
+        char none;
+        EXPECT_EQ(read(ready[0], &none, 1), 0);
+        close(ready[0]);
+    }
+    ~named_process() {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+    named_process(const named_process &) = delete;
+    named_process &operator=(const named_process &) = delete;
+    pid_t pid() const { return pid_; }
+
+  private:
+    pid_t pid_;
+};
 
 TEST_F(StatusSegment, IsMadeWith16BytesForEverybody) {
     const status_segment segment;
@@ -84,6 +123,68 @@ TEST_F(StatusSegment, TellsThatSomebodyRemovedIt) {
     EXPECT_FALSE(segment.was_removed());
     shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
     EXPECT_TRUE(segment.was_removed());
+}
+
+TEST_F(StatusSegment, CarriesTheCardsProcessIdInItsSecondWordWhileItLives) {
+    volatile uint32_t *words = attach_segment();
+    {
+        const status_segment segment;
+        EXPECT_EQ(words[1], static_cast<uint32_t>(getpid()));
+    }
+    EXPECT_EQ(words[1], 0U);
+    shmdt(const_cast<uint32_t *>(words));
+}
+
+TEST_F(StatusSegment, OfALivingCardIsRefusedAndLeftAsItIs) {
+    const named_process other("nprm-simcard");
+    volatile uint32_t *words = attach_segment();
+    words[0] = 1;
+    words[1] = static_cast<uint32_t>(other.pid());
+    try {
+        const status_segment segment;
+        ADD_FAILURE() << "the segment of a living card was taken";
+    } catch (const std::runtime_error &error) {
+        EXPECT_EQ(std::string(error.what()), "shared segment 0x50524d00: the card of process " + std::to_string(other.pid()) +
+                                                 " publishes there; stop it, or start this one in a namespace of its own: "
+                                                 "unshare --ipc");
+    }
+    EXPECT_EQ(words[0], 1U);
+    EXPECT_EQ(words[1], static_cast<uint32_t>(other.pid()));
+    shmdt(const_cast<uint32_t *>(words));
+}
+
+TEST_F(StatusSegment, OfADeadCardOrOfAnotherProgramsProcessIdIsTakenOver) {
+    const named_process other("something-else");
+    pid_t gone;
+    {
+        const named_process dead("nprm-simcard");
+        gone = dead.pid();
+    }
+    volatile uint32_t *words = attach_segment();
+    for (const uint32_t left : {static_cast<uint32_t>(gone), static_cast<uint32_t>(other.pid()), 0xFFFFFFFFU, 0x80000000U, 1U}) {
+        words[0] = 1;
+        words[1] = left;
+        status_segment segment;
+        EXPECT_EQ(words[1], static_cast<uint32_t>(getpid())) << left;
+        segment.publish(true);
+        EXPECT_EQ(words[0], 1U);
+    }
+    EXPECT_EQ(words[0], 0U);
+    shmdt(const_cast<uint32_t *>(words));
+}
+
+TEST_F(StatusSegment, ThatAnotherCardTookIsLeftToIt) {
+    volatile uint32_t *words = attach_segment();
+    {
+        status_segment segment;
+        segment.publish(true);
+        words[1] = 1;  // another one's
+        segment.publish(false);
+        EXPECT_EQ(words[0], 1U);
+    }
+    EXPECT_EQ(words[0], 1U);
+    EXPECT_EQ(words[1], 1U);
+    shmdt(const_cast<uint32_t *>(words));
 }
 
 TEST_F(StatusSegment, IsGoneAfterRemove) {
