@@ -214,7 +214,7 @@ TEST_F(Nprmctl, SaysWhatIsWrongWithTheDirectory) {
 
 TEST_F(Nprmctl, CountsUpOnATerminalAndLeavesNothing) {
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    ASSERT_GE(terminal, 0);
+    if (terminal < 0 || access(ptsname(terminal), F_OK) != 0) GTEST_SKIP() << "no pseudo-terminal is to be had here";
     ASSERT_EQ(grantpt(terminal), 0);
     ASSERT_EQ(unlockpt(terminal), 0);
     const std::string name = ptsname(terminal);
