@@ -289,8 +289,10 @@ std::set<unsigned long> open_descriptors(pid_t pid) {
 
 TEST_F(Simcard, TurnsControlClientsAwayWhenItIsOutOfDescriptors) {
     card_process card(directory.path());
-    // Clients take the numbers that are free between those in use, so that a limit leaves none.
     std::deque<card_client> clients;
+    // Its answer tells that the card has closed what it only started with.
+    clients.emplace_back(directory.path(), "190491").ask(1, tcam_head(2));
+    // Clients take the numbers that are free between those in use, so that a limit leaves none.
     while (*open_descriptors(card.pid()).rbegin() >= open_descriptors(card.pid()).size())
         clients.emplace_back(directory.path(), "190491").ask(1, tcam_head(2));
     const rlimit none_left = {open_descriptors(card.pid()).size(), 1024}, enough = {1024, 1024};
