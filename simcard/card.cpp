@@ -13,6 +13,11 @@ void card::reset() {
         component.model->reset(configuration_);
 }
 
+void card::advance(const traffic_step &step) {
+    for (const component_row &component : served_components())
+        if (component.model->advance != nullptr) component.model->advance(step);
+}
+
 dispatcher::answer card::serve(const component_row &component, std::span<const std::byte> message,
                                std::optional<uint32_t> refuse_with) {
     const bool acknowledge = acknowledge_only && !refuse_with;

@@ -14,6 +14,9 @@ class card {
     // Ends all faults and acknowledge-only, and puts every model back to its state at start.
     void reset();
 
+    // Lets traffic run in every model.
+    void advance(const traffic_step &step);
+
     // Serves a request, or acknowledges it, and counts it.
     dispatcher::answer serve(const component_row &component, std::span<const std::byte> message,
                              std::optional<uint32_t> refuse_with = {});

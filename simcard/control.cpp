@@ -118,6 +118,23 @@ json reset(card &card, const server_view &, const json &request) {
     return done();
 }
 
+json ask_model(card &, const server_view &, const json &request) {
+    allow_members(request, {"component", "question"});
+    const auto number = component_member(request);
+    if (!number) throw refusal("\"component\" tells whose state is asked for");
+    const component_row &component = *find_component(*number);
+    if (component.model->ask == nullptr) throw refusal(std::string("the model of ") + component.name + " answers no questions");
+    const auto question = request.find("question");
+    if (question == request.end() || !question->is_object()) throw refusal("an object \"question\" is needed");
+    try {
+        json answer = done();
+        answer["answer"] = component.model->ask(*question);
+        return answer;
+    } catch (const std::invalid_argument &why) {
+        throw refusal(why.what());
+    }
+}
+
 json describe_components(const card &card) {
     json components = json::array();
     for (const component_row &component : served_components())
@@ -171,10 +188,7 @@ struct control_command {
     json (*run)(card &, const server_view &, const json &request);
 };
 constexpr control_command commands[] = {
-    {"status", tell_status},
-    {"fault", add_fault},
-    {"acknowledge-only", set_acknowledge_only},
-    {"reset", reset},
+    {"status", tell_status}, {"fault", add_fault}, {"acknowledge-only", set_acknowledge_only}, {"reset", reset}, {"ask", ask_model},
 };
 
 json run(card &card, const server_view &server, std::string_view text) {

@@ -87,6 +87,12 @@ struct model_operation {
     uint32_t (*serve)(const model_request &, model_reply &);
 };
 
+// Simulated time that has passed, and how busy the card was in it.
+struct traffic_step {
+    uint64_t microseconds;
+    uint32_t packets_per_second;  // offered to each port that is up
+};
+
 struct component_model {
     nprm_component component;
     std::span<const model_operation> operations;
@@ -94,7 +100,12 @@ struct component_model {
     uint32_t malformed;          // the code for a request whose size does not fit
     uint32_t unknown_operation;  // the code for an operation without a row
     void (*reset)(const card_configuration &);  // back to the state at start
-    nlohmann::json (*describe)();               // the state, for the control protocol's status
+    nlohmann::json (*describe)();               // the state in a few lines, for the control protocol's status
+    // What moves with traffic moves on; null where nothing does.
+    void (*advance)(const traffic_step &) = nullptr;
+    // Answers a question of the control protocol about the state; throws std::invalid_argument with what it can be asked.  Null
+    // where the status says all.
+    nlohmann::json (*ask)(const nlohmann::json &question) = nullptr;
 };
 
 extern const component_model tcam_model;

@@ -21,6 +21,9 @@
  *   {"command": "reset"}
  *       {"ok": true}
  *
+ *   {"command": "ask", "component": "IF", "question": {...}}
+ *       {"ok": true, "answer": ...}: what the component's model says about its state; docs/simulated-card.md lists the questions
+ *
  *   what cannot be done
  *       {"ok": false, "error": "what is wrong and what to do about it"}
  *

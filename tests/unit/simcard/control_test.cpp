@@ -35,7 +35,7 @@ TEST_F(Control, TellsTheStatus) {
     EXPECT_EQ(status["components"].size(), 9U);
     EXPECT_EQ(status["components"][6],
               json::parse(R"({"component": 7, "name": "TCAM", "model": true, "requests": 0, "refused": 0})"));
-    EXPECT_EQ(status["models"], json::parse(R"({"TCAM": {"capacity": 65536, "free": 65536, "lists": []}})"));
+    EXPECT_EQ(status["models"]["TCAM"], json::parse(R"({"capacity": 65536, "free": 65536, "lists": []})"));
 }
 
 TEST_F(Control, TellsTheStatusInTheOrderOfItsDescription) {
@@ -48,6 +48,11 @@ TEST_F(Control, TellsTheStatusInTheOrderOfItsDescription) {
         at = found;
     }
     EXPECT_NE(status.find(R"({"component":7,"name":"TCAM","model":true,"requests":0,"refused":0})"), std::string::npos) << status;
+}
+
+TEST_F(Control, AsksAModelOnlyWhatItAnswers) {
+    expect_refused(R"({"command": "ask", "question": {}})", "\"component\" tells whose state is asked for");
+    expect_refused(R"({"command": "ask", "component": "TCAM", "question": {}})", "the model of TCAM answers no questions");
 }
 
 TEST_F(Control, AddsFaultsAndEndsThem) {
