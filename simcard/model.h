@@ -16,6 +16,7 @@
 // What the card is made of, as the command line gives it.
 struct card_configuration {
     uint32_t tcam_entries = 65536;
+    uint32_t fib_prefixes = 2000000;
 };
 
 // A request whose size is right: at least one record, and all of them there.
@@ -109,5 +110,6 @@ struct component_model {
 };
 
 extern const component_model tcam_model;
+extern const component_model if_model;
 
 #endif
