@@ -40,6 +40,12 @@ int log_filter(invocation &);
 int log_show(invocation &);
 int log_reload(invocation &);
 int log_send(invocation &);
+int fib_add(invocation &);  // fib_commands.cpp
+int fib_delete(invocation &);
+int fib_look_up(invocation &);
+int fib_generate(invocation &);  // fib_table.cpp
+int fib_bench(invocation &);
+int fib_load(invocation &);          // fib_load.cpp
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 

@@ -2,33 +2,13 @@
 
 #include "failure.h"
 #include "invocation.h"
+#include "progress.h"
 #include "rule_file.h"
 #include "server.h"
 #include "tcam_arguments.h"
 #include "tcam_entries.h"
 
-#include <unistd.h>
-
 namespace {
-
-// One line on a terminal's standard error that counts up, and is gone at the end.
-class progress_line {
-  public:
-    progress_line(const invocation &call, size_t all) : all_(all), is_shown_(!call.json() && isatty(STDERR_FILENO) != 0) {}
-    ~progress_line() {
-        if (is_shown_) std::fputs("\r\033[K", stderr);
-    }
-    progress_line(const progress_line &) = delete;
-    progress_line &operator=(const progress_line &) = delete;
-
-    void show(size_t done) const {
-        if (is_shown_) std::fprintf(stderr, "\r%s of %s entries", grouped(done).c_str(), grouped(all_).c_str());
-    }
-
-  private:
-    size_t all_;
-    bool is_shown_;
-};
 
 std::string text_of(const acl_entry &entry) {
     const std::string fields =
@@ -96,7 +76,7 @@ std::vector<difference> differences(std::span<const placed_rule> on_card, std::s
 
 // Writes the file's entries over the list's, in steps, so that a failure tells how far it came.
 void write_all(const invocation &call, uint32_t list, std::span<const acl_entry> entries) {
-    const progress_line progress(call, entries.size());
+    progress_line progress(call, entries.size(), "entries");
     size_t done = 0;
     try {
         send_entries<acl_form>(list, 0, entries, acl_form::write, " not written", NPRM_TCAM_ENTRIES_MAX, [&](size_t now) {
