@@ -40,6 +40,15 @@ int log_filter(invocation &);
 int log_show(invocation &);
 int log_reload(invocation &);
 int log_send(invocation &);
+int blob_decode(invocation &);  // blob_commands.cpp
+int blob_encode(invocation &);
+int blob_check(invocation &);
+int blob_diff(invocation &);
+int tlv_decode(invocation &);  // tlv_commands.cpp
+int hw_decode(invocation &);   // hw_decode.cpp
+int reg_blocks(invocation &);  // register_commands.cpp
+int reg_show(invocation &);
+int reg_find(invocation &);
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 
