@@ -141,7 +141,8 @@ TEST(NprmctlTlvDecode, AsksTheServerOnlyForNodesAndGroups) {
         if (offline) command.emplace_back("--offline");
         return run_nprmctl(command, list);
     };
-    EXPECT_EQ(decode(key, false).status, 0);
+    EXPECT_EQ(decode(key + record(8, "x") + record(2, std::string(26, '\1')), false).status, 0);
+    EXPECT_EQ(decode(record(8, "x"), false).errors, "");
     for (const std::string &named : {record(2, std::string(26, '\2')), record(5, "\7"), record(6, std::string("\1\0", 2))}) {
         const nprmctl_run asked = decode(state_change + named, false);
         EXPECT_EQ(asked.status, 1);

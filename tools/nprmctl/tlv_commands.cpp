@@ -11,12 +11,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 using nlohmann::ordered_json;
 
 namespace {
 
 constexpr size_t list_bytes_max = size_t{16} << 20;
+
+constexpr const char *without_server = "--offline decodes without the server";
 
 struct tlv_record {
     uint32_t offset;
@@ -33,7 +36,9 @@ struct tlv_list {
 std::string offline_text(const std::string &bytes, uint32_t &step) {
     const auto size = static_cast<uint32_t>(bytes.size());
     std::string text(sizeof(nprm_flow_tlv_header) + UINT16_MAX + 1024, '\0');
+    const uint32_t logged = std::exchange(nprm_syslog_flag, 0);  // what the library would log, the text says
     step = nprm_format_debug_tlv(bytes.data(), size, text.data(), static_cast<uint32_t>(text.size()));
+    nprm_syslog_flag = logged;
     text.resize(std::strlen(text.c_str()));
     return text;
 }
@@ -59,10 +64,18 @@ tlv_list records_of(const std::string &bytes) {
     }
 }
 
-// Whether the library asks the server for what the record names.
+uint32_t number_at(const std::string &value, size_t at, size_t bytes) {
+    uint32_t number = 0;
+    if (at < value.size()) std::memcpy(&number, value.data() + at, std::min(bytes, value.size() - at));
+    return number;
+}
+
+// Whether the library asks the server for what the record names; of a flow's result only when its cb1.sn_v is set.
 bool names_a_node(const tlv_record &record) {
+    constexpr uint8_t node_is_valid = 2;
     const uint16_t type = record.header.type;
-    return type == NPRM_FLOW_TLV_RESULT || type == NPRM_FLOW_TLV_SERVICE_NODE || type == NPRM_FLOW_TLV_NODE_GROUP;
+    if (type == NPRM_FLOW_TLV_RESULT) return (number_at(record.value(), 1, 1) & node_is_valid) != 0;
+    return type == NPRM_FLOW_TLV_SERVICE_NODE || type == NPRM_FLOW_TLV_NODE_GROUP;
 }
 
 // A record as the library prints it; asking says whether the server is asked.
@@ -74,23 +87,23 @@ std::string text_of(const tlv_record &record, bool asking) {
         size_t bytes = 0;
         FILE *stream = open_memstream(&written, &bytes);
         if (stream == nullptr) throw refused("there is no memory for the text");
-        ask([&] {
+        const answer given = ask([&] {
             nprm_decode_flow_tlv(record.bytes.data(), static_cast<uint32_t>(record.bytes.size()), stream);
             return uint32_t{NPRM_OK};
         });
         std::fclose(stream);
         text.assign(written, bytes);
         std::free(written);
+        // A node that the server does not know is N/A; a server that does not answer is no reason to say so.
+        if (given.code != NPRM_OK && given.code != NPRM_ERROR) {
+            failure problem = unknown_for("the record at byte " + grouped(record.offset) + " is not named", given);
+            problem.next = without_server;
+            throw problem;
+        }
     } else
         text = offline_text(record.bytes, step);
     if (!text.ends_with('\n')) text += '\n';
     return text;
-}
-
-uint32_t number_at(const std::string &value, size_t at, size_t bytes) {
-    uint32_t number = 0;
-    if (at < value.size()) std::memcpy(&number, value.data() + at, std::min(bytes, value.size() - at));
-    return number;
 }
 
 // What the record's value is made of.
@@ -147,16 +160,17 @@ int tlv_decode(invocation &call) {
     call.notes("Exit status 2 when the list breaks off; what stands before that is printed all the same.\n");
     call.parse();
     const std::string bytes = read_bytes(path, list_bytes_max, "a list of records");
-    nprm_syslog_flag = 0;
     const tlv_list list = records_of(bytes);
     if (list.records.empty() && list.defect.empty()) throw unusable(name_of_file(path) + " holds no records");
     const bool asking = !offline && std::ranges::any_of(list.records, names_a_node);
-    if (asking) connect_to_server(call, "--offline decodes without the server");
+    if (asking) connect_to_server(call, without_server);
     if (call.json())
         print_json(list, asking);
     else {
+        std::string text;
         for (const tlv_record &record : list.records)
-            std::fputs(text_of(record, asking).c_str(), stdout);
+            text += text_of(record, asking);
+        std::fwrite(text.data(), 1, text.size(), stdout);
         std::fflush(stdout);
         if (!list.defect.empty())
             std::fprintf(stderr, "nprmctl: %s: %s\n", printable(name_of_file(path)).c_str(), list.defect.c_str());
