@@ -30,6 +30,7 @@
 /* What can be seen. */
 #include "diag/nprm_decode.h"
 #include "diag/nprm_dump.h"
+#include "diag/nprm_entry_layout.h"
 #include "diag/nprm_hw.h"
 #include "diag/nprm_registers.h"
 #include "stats/nprm_stats.h"

@@ -1,11 +1,10 @@
 // Configuration blobs: appending an entry, walking the entries, printing them.
 
-#include "blob.h"
+#include "nprm_decode.h"
 
 #include "../frame/log.h"
 #include "../wire/nprm_npa_wire.h"
 #include "entry_printer.h"
-#include "nprm_decode.h"
 
 #include <cstring>
 
@@ -23,24 +22,24 @@ struct blob_header {
 static_assert(sizeof(blob_header) == NPRM_BLOB_HEADER_BYTES);
 
 // An entry that is shorter than its layout is printed from a copy with zeros behind it.
-void print_whole(const entry_layout &layout, const blob_entry &entry, uint32_t offset, sinks &out) {
+void print_whole(const entry_layout &layout, const nprm_config_entry &entry, sinks &out) {
     const uint32_t bytes = entry.words * word_bytes;
     if (bytes >= layout.bytes) return print_entry(layout, entry.addr, entry.data, bytes, out);
     uint8_t filled[NPRM_HW_ENTRY_BYTES] = {};
     memcpy(filled, entry.data, bytes);
     NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_decode_config_to_file", __LINE__,
-                "The entry at byte %u has %u bytes, type %u has %u: the others print as 0.", offset, bytes, entry.type,
+                "The entry at byte %u has %u bytes, type %u has %u: the others print as 0.", entry.offset, bytes, entry.type,
                 layout.bytes);
     print_entry(layout, entry.addr, filled, layout.bytes, out);
 }
 
-int print_entries(blob_walk &walk, sinks &out) {
+int print_entries(const uint32_t *blob, uint32_t blob_bytes, sinks &out) {
     int result = 1;
-    blob_entry entry = {};
-    while (walk.next(entry)) {
+    nprm_config_entry entry = {};
+    while (nprm_next_config_entry(blob, blob_bytes, &entry) != 0) {
         const entry_layout *layout = layout_of(entry.type);
         if (layout != nullptr) {
-            print_whole(*layout, entry, walk.offset(), out);
+            print_whole(*layout, entry, out);
             result = 0;
             continue;
         }
@@ -49,37 +48,14 @@ int print_entries(blob_walk &walk, sinks &out) {
         // An unknown type ends the blob when nothing was printed before it, and is passed by otherwise; it is meant so.
         if (result != 0) break;
     }
-    if (walk.end() == blob_end::cut_header || walk.end() == blob_end::cut_data)
+    if (entry.end == NPRM_CONFIG_CUT_HEADER || entry.end == NPRM_CONFIG_CUT_DATA)
         NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_decode_config_to_file", __LINE__,
-                    "The entry at byte %u, type %u with %u words, does not end within the blob's %u bytes.", walk.offset(),
-                    entry.type, entry.words, uint32_t{NPRM_BLOB_BYTES_MAX});
+                    "The entry at byte %u, type %u with %u words, does not end within the blob's %u bytes.", entry.offset,
+                    entry.type, entry.words, blob_bytes);
     return result;
 }
 
 }  // namespace
-
-bool blob_walk::next(blob_entry &entry) {
-    offset_ = following_;
-    const uint32_t left = bytes_ - offset_;
-    blob_header header = {};
-    if (left < word_bytes) {
-        end_ = left == 0 ? blob_end::full : blob_end::cut_header;
-        return false;
-    }
-    memcpy(&header, blob_ + offset_, left < sizeof header ? left : sizeof header);
-    entry = {header.type, header.addr, header.words, nullptr};
-    if (header.type == NPRM_ENTRY_END) {
-        end_ = blob_end::terminated;
-        return false;
-    }
-    if (left < sizeof header || header.words > (left - sizeof header) / word_bytes) {
-        end_ = left < sizeof header ? blob_end::cut_header : blob_end::cut_data;
-        return false;
-    }
-    entry.data = blob_ + offset_ + sizeof header;
-    following_ = offset_ + static_cast<uint32_t>(sizeof header) + header.words * word_bytes;
-    return true;
-}
 
 }  // namespace nprm
 
@@ -98,10 +74,35 @@ int nprm_encode_config(uint32_t type, uint32_t addr, uint32_t len_bytes, const v
     return 1;
 }
 
+int nprm_next_config_entry(const void *blob, uint32_t bytes, nprm_config_entry *entry) {
+    if (entry == nullptr || entry->end != NPRM_CONFIG_GOES_ON) return 0;
+    // Zeros are the begin: an entry that was given has data.
+    uint64_t at = entry->offset;
+    if (entry->data != nullptr) at += NPRM_BLOB_HEADER_BYTES + uint64_t{entry->words} * nprm::word_bytes;
+    const uint32_t size = blob != nullptr ? bytes : 0;
+    const uint32_t offset = at < size ? static_cast<uint32_t>(at) : size;
+    const uint32_t left = size - offset;
+
+    nprm::blob_header header = {};
+    if (left >= nprm::word_bytes)
+        memcpy(&header, static_cast<const uint8_t *>(blob) + offset, left < sizeof header ? left : sizeof header);
+    uint32_t end = NPRM_CONFIG_GOES_ON;
+    if (left == 0)
+        end = NPRM_CONFIG_FULL;
+    else if (left >= nprm::word_bytes && header.type == NPRM_ENTRY_END)
+        end = NPRM_CONFIG_TERMINATED;
+    else if (left < sizeof header)
+        end = NPRM_CONFIG_CUT_HEADER;
+    else if (header.words > (left - sizeof header) / nprm::word_bytes)
+        end = NPRM_CONFIG_CUT_DATA;
+    const uint8_t *data = end == NPRM_CONFIG_GOES_ON ? static_cast<const uint8_t *>(blob) + offset + sizeof header : nullptr;
+    *entry = {header.type, header.addr, header.words, offset, data, end};
+    return end == NPRM_CONFIG_GOES_ON ? 1 : 0;
+}
+
 int nprm_decode_config_to_file(FILE *file, uint8_t echo, char *text, const uint32_t *blob) {
     nprm::sinks out(echo, text, file);
-    nprm::blob_walk walk(blob, blob != nullptr ? uint32_t{NPRM_BLOB_BYTES_MAX} : 0);
-    const int result = nprm::print_entries(walk, out);
+    const int result = nprm::print_entries(blob, NPRM_BLOB_BYTES_MAX, out);
     fputc('\n', stdout);
     fflush(stdout);
     NPRM_LOG(NPRM_LEVEL_ANY, ".");

@@ -175,22 +175,21 @@ void put_columns(const char *printer, const char *const (&column)[5], bool first
     out.put(text, printer);
 }
 
-// The layout, but for the texts, is the library's own: link at byte 0, speed code at 4, received packets at 8 and errors at 16,
-// sent packets at 20 and errors at 28.
 void put_port_status(const entry_layout &layout, uint32_t addr, const uint8_t *entry, line &text, sinks &out) {
     constexpr const char *speeds[] = {"10M", "100M", "1000M", "10G", "40G", "100G"};
     put_columns(layout.printer, {"Port", "Link", "Speed", "Rx pkts (err)", "Tx pkts (err)"}, true, text, out);
 
+    enum { link, speed, received, receive_errors, sent, send_errors };  // the rows
+    const auto number = [&](uint32_t row) { return read<uint32_t>(entry, layout.rows[row].byte); };
+    const auto packets = [&](uint32_t row) { return read<unsigned long long>(entry, layout.rows[row].byte); };
     char port[12];
-    char received[40];
-    char sent[40];
+    char receiving[40];
+    char sending[40];
     snprintf(port, sizeof port, "%u", addr);
-    snprintf(received, sizeof received, "%llu (%u)", read<unsigned long long>(entry, 8), read<uint32_t>(entry, 16));
-    snprintf(sent, sizeof sent, "%llu (%u)", read<unsigned long long>(entry, 20), read<uint32_t>(entry, 28));
-    const uint32_t speed = read<uint32_t>(entry, 4);
-    const char *link = read<uint32_t>(entry, 0) == 0 ? "-" : "up";
-    put_columns(layout.printer, {port, link, speed < std::size(speeds) ? speeds[speed] : "unknown", received, sent}, false, text,
-                out);
+    snprintf(receiving, sizeof receiving, "%llu (%u)", packets(received), number(receive_errors));
+    snprintf(sending, sizeof sending, "%llu (%u)", packets(sent), number(send_errors));
+    const char *speed_name = number(speed) < std::size(speeds) ? speeds[number(speed)] : "unknown";
+    put_columns(layout.printer, {port, number(link) == 0 ? "-" : "up", speed_name, receiving, sending}, false, text, out);
 }
 
 int print(const char *function, uint32_t type, uint32_t addr, const uint32_t *data, uint8_t echo, char *text, FILE *file) {

@@ -412,6 +412,16 @@ constexpr field_row port_config[] = {
     {"macaddr[5]", 21, 0, 8},
 };
 
+// The names and the layout are the library's own; the printer makes columns of these rows, which it knows by their place.
+constexpr field_row port_status[] = {
+    {"link", 0, 0, 32},
+    {"speed", 4, 0, 32},
+    {"rx_packets", 8, 0, 64},
+    {"rx_errors", 16, 0, 32},
+    {"tx_packets", 20, 0, 64},
+    {"tx_errors", 28, 0, 32},
+};
+
 // clang-format on
 
 constexpr uint32_t row_bytes(const field_row &row) {
@@ -427,16 +437,19 @@ constexpr uint32_t bytes_of(const field_row (&rows)[count]) {
     return bytes;
 }
 
-// What the printer relies on: numbers that one read gets, lists behind their count.
+// What the printer and the view rely on: numbers that one read gets, a list at the end and behind its count.
 template <size_t count>
 constexpr bool well_formed(const field_row (&rows)[count]) {
     for (size_t i = 0; i < count; ++i) {
         const field_row &row = rows[i];
         if (row.width == 0) return false;
         const bool inside_byte = row.lowest_bit + row.width <= 8;
-        const bool whole_words = row.lowest_bit == 0 && (row.width == 16 || row.width == 32);
+        const bool whole_words = row.lowest_bit == 0 && (row.width == 16 || row.width == 32 || row.width == 64);
         if (row.form == row_form::number && !inside_byte && !whole_words) return false;
-        if (row.form == row_form::list && (i == 0 || row.width != 8 || row.lowest_bit != 0 || __builtin_strlen(row.name) > 25))
+        if (row.form == row_form::hex_text && (row.width <= 64 || row.width % 8 != 0 || row.lowest_bit != 0)) return false;
+        const bool behind_count = i != 0 && i == count - 1 && rows[i - 1].form == row_form::number;
+        if (row.form == row_form::list &&
+            (!behind_count || row.width != 8 || row.lowest_bit != 0 || __builtin_strlen(row.name) > 25))
             return false;
     }
     return true;
@@ -447,8 +460,6 @@ constexpr entry_layout layout(uint32_t type, const char *printer, const char *ti
                               extra also = extra::none) {
     return {type, printer, title, rows, well_formed(rows) ? uint32_t{count} : 0, bytes_of(rows), also};
 }
-
-constexpr uint32_t port_status_bytes = 32;
 
 // Blanks at the end of a title belong to it.
 constexpr entry_layout layouts[] = {
@@ -475,12 +486,12 @@ constexpr entry_layout layouts[] = {
     layout(NPRM_ENTRY_FIB_KEY, "decode_cfg_fib_tbl_key", "FIB Table(key) Index", fib_key),
     layout(NPRM_ENTRY_FIB_DATA, "decode_cfg_fib_tbl_data", "FIB Table(Data) Index ", fib_data),
     layout(NPRM_ENTRY_PORT_CONFIG, "decode_ethmon_cfg", "Ethmon Config Port ", port_config),
-    {NPRM_ENTRY_PORT_STATUS, "decode_ethmon_portstatus", nullptr, nullptr, 0, port_status_bytes, extra::port_status},
+    layout(NPRM_ENTRY_PORT_STATUS, "decode_ethmon_portstatus", "Ethmon Port Status", port_status, extra::port_status),
 };
 
 constexpr bool complete() {
     for (uint32_t i = 0; i < std::size(layouts); ++i) {
-        const bool has_rows = layouts[i].type != NPRM_ENTRY_SILENT && layouts[i].type != NPRM_ENTRY_PORT_STATUS;
+        const bool has_rows = layouts[i].type != NPRM_ENTRY_SILENT;
         if (layouts[i].type != i + 1 || has_rows != (layouts[i].row_count != 0) || layouts[i].bytes > NPRM_HW_ENTRY_BYTES)
             return false;
     }

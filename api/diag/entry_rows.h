@@ -39,7 +39,7 @@ struct field_row {
     const char *name;
     uint8_t byte;        // in which it starts
     uint8_t lowest_bit;  // in that byte; 0 is the least significant
-    uint8_t width;       // in bits: inside one byte, or 16 or 32 from bit 0 on
+    uint8_t width;       // in bits: inside one byte, or 16, 32 or 64 from bit 0 on
     row_form form;
     row_start start;
 
@@ -52,13 +52,13 @@ enum class extra : uint8_t {
     none,
     vemo_address,    // a line with address and vrf
     flow_addresses,  // a line with server and client
-    port_status,     // its own table instead of title and rows
+    port_status,     // its own table instead of title and field lines
 };
 
 struct entry_layout {
     uint32_t type;
     const char *printer;  // the name under which it logs; null: prints nothing
-    const char *title;
+    const char *title;    // null: it has no entries that print
     const field_row *rows;
     uint32_t row_count;
     uint32_t bytes;  // that the rows cover; an entry may have more

@@ -11,6 +11,8 @@
  *   echo: to standard output, flushed, if not 0
  * and to the log while nprm_syslog_flag has one of its low 28 bits.
  *
+ * nprm_entry_layout.h has the same fields as data.
+ *
  * Blocks: as the streams and the log do.   Threads: any, with outputs of their own. */
 #ifndef NPRM_DECODE_H
 #define NPRM_DECODE_H
@@ -63,6 +65,30 @@ enum {
  *   len_bytes: of data; the entry's words are filled up with zeros;   blob: 65,536 bytes
  * Returns 1; 0 when the entry does not fit, or for a null argument: blob and *used stay as they were. */
 NPRM_API int nprm_encode_config(uint32_t type, uint32_t addr, uint32_t len_bytes, const void *data, uint8_t *blob, uint32_t *used);
+
+/* Why a walk through a blob has come to its end. */
+typedef enum nprm_config_end {
+    NPRM_CONFIG_GOES_ON = 0,
+    NPRM_CONFIG_TERMINATED = 1, /* at a type word of 0 */
+    NPRM_CONFIG_FULL = 2,       /* the last entry ends where the blob does */
+    NPRM_CONFIG_CUT_HEADER = 3, /* the blob ends inside an entry's three words */
+    NPRM_CONFIG_CUT_DATA = 4    /* the blob ends before the data that an entry's length claims */
+} nprm_config_end;
+
+/* An entry of a blob, and the place of a walk through it. */
+typedef struct nprm_config_entry {
+    uint32_t type;
+    uint32_t addr;
+    uint32_t words;
+    uint32_t offset;     /* in the blob: of the entry, or where the walk has ended */
+    const uint8_t *data; /* words * 4 bytes inside the blob; null at the end */
+    uint32_t end;        /* an nprm_config_end */
+} nprm_config_entry;
+
+/* Steps to the next entry of a blob of `bytes` bytes, of any alignment.   entry: zeros before the first step, then as it was left
+ * Returns 1 for an entry, which lies whole inside the blob; 0 at the end and for a null argument: entry->end tells why, type, addr
+ * and words what the header says, as far as there is one. */
+NPRM_API int nprm_next_config_entry(const void *blob, uint32_t bytes, nprm_config_entry *entry);
 
 /* Print all entries of a blob, then a newline on standard output; the second without file and text, with echo.
  *   blob: readable up to its type word 0, or for 65,536 bytes; a null one counts as one that holds nothing

@@ -87,6 +87,22 @@ TEST(Layouts, ConfigurationRecordsAreTheSameOnBothAbis) {
     EXPECT_EQ(offsetof(nprm_mac_message, record.sfp_length), 272u);
 }
 
+TEST(Layouts, EntryFieldsAreTheSameOnBothAbis) {
+    EXPECT_EQ(sizeof(nprm_entry_field), 44u);
+    EXPECT_EQ(offsetof(nprm_entry_field, byte), 32u);
+    EXPECT_EQ(offsetof(nprm_entry_field, lowest_bit), 36u);
+    EXPECT_EQ(offsetof(nprm_entry_field, width), 40u);
+}
+
+TEST(Layouts, ConfigEntryHasItsFieldsInOrder) {
+    EXPECT_EQ(offsetof(nprm_config_entry, addr), 4u);
+    EXPECT_EQ(offsetof(nprm_config_entry, words), 8u);
+    EXPECT_EQ(offsetof(nprm_config_entry, offset), 12u);
+    EXPECT_EQ(offsetof(nprm_config_entry, data), 16u);
+    EXPECT_EQ(offsetof(nprm_config_entry, end), target ? 20u : 24u);
+    EXPECT_EQ(sizeof(nprm_config_entry), target ? 24u : 32u);
+}
+
 TEST(Layouts, DebugRecordIsTheSameOnBothAbis) {
     EXPECT_EQ(sizeof(ad_debug_cfg), 140u);
     EXPECT_EQ(offsetof(ad_debug_cfg, level), 0u);

@@ -1,31 +1,48 @@
-// Any bytes as a configuration blob: walked inside exactly those bytes, and printed as the public operation does it.
+// Any bytes as a configuration blob: walked inside exactly those bytes, viewed field by field, and printed.
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
-#include "api/diag/blob.h"
 #include "api/diag/nprm_decode.h"
+#include "api/diag/nprm_entry_layout.h"
 #include "quiet.h"
 
 namespace {
 
+// Every field of every entry, and each written back as it was.
+void view(const nprm_config_entry &entry) {
+    std::vector<uint8_t> copy(entry.data, entry.data + size_t{entry.words} * 4);
+    const auto bytes = static_cast<uint32_t>(copy.size());
+    const uint32_t fields = nprm_layout_field_count(entry.type, copy.data(), bytes);
+    require(fields <= 512);
+    nprm_entry_field field;
+    for (uint32_t i = 0; i < fields; ++i) {
+        require(nprm_layout_field(entry.type, i, copy.data(), bytes, &field) == NPRM_OK);
+        require(std::strlen(field.name) < sizeof field.name);
+        const uint64_t value = nprm_layout_value(&field, copy.data(), bytes);
+        require(field.width >= 64 || value >> field.width == 0);
+        const bool inside = field.byte + (field.lowest_bit + field.width + 7) / 8 <= bytes;
+        require((nprm_layout_set_value(&field, value, copy.data(), bytes) == NPRM_OK) == (inside && field.width <= 64));
+    }
+    require(nprm_layout_field(entry.type, fields, copy.data(), bytes, &field) == NPRM_ERROR_PARAM);
+    require(std::equal(copy.begin(), copy.end(), entry.data));
+}
+
 void walk(const uint8_t *data, size_t size) {
     const std::vector<uint8_t> exact(data, data + size);
-    nprm::blob_walk walk(exact.data(), static_cast<uint32_t>(exact.size()));
-    nprm::blob_entry entry = {};
-    uint32_t sum = 0;
+    const auto bytes = static_cast<uint32_t>(exact.size());
+    nprm_config_entry entry = {};
     size_t end = 0;
-    while (walk.next(entry)) {
-        require(entry.type != 0 && walk.offset() == end);
-        for (size_t i = 0; i < size_t{entry.words} * 4; ++i)
-            sum += entry.data[i];
-        end = walk.offset() + 12 + size_t{entry.words} * 4;
+    while (nprm_next_config_entry(exact.data(), bytes, &entry) != 0) {
+        require(entry.type != 0 && entry.offset == end);
+        end = entry.offset + 12 + size_t{entry.words} * 4;
         require(end <= size);
+        view(entry);
     }
-    require(walk.end() != nprm::blob_end::none && walk.offset() == end && !walk.next(entry));
-    require(sum <= 255 * size);
+    require(entry.end != NPRM_CONFIG_GOES_ON && entry.offset == end && entry.data == nullptr);
+    require(nprm_next_config_entry(exact.data(), bytes, &entry) == 0);
 }
 
 }  // namespace

@@ -46,6 +46,15 @@ int fib_look_up(invocation &);
 int fib_generate(invocation &);  // fib_table.cpp
 int fib_bench(invocation &);
 int fib_load(invocation &);          // fib_load.cpp
+int blob_decode(invocation &);  // blob_commands.cpp
+int blob_encode(invocation &);
+int blob_check(invocation &);
+int blob_diff(invocation &);
+int tlv_decode(invocation &);  // tlv_commands.cpp
+int hw_decode(invocation &);   // hw_decode.cpp
+int reg_blocks(invocation &);  // register_commands.cpp
+int reg_show(invocation &);
+int reg_find(invocation &);
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 

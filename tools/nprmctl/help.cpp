@@ -7,6 +7,7 @@
 #include "simcard/nprm_simcard.h"
 
 #include <map>
+#include <set>
 #include <sstream>
 #include <string_view>
 
@@ -22,6 +23,20 @@ std::string options_of(const command &row) {
         options += word.substr(dashes, word.find(']', dashes) - dashes) + " ";
     }
     return options;
+}
+
+// The options of all rows that take no value, as alternatives of a regular expression: "policy|scatter".
+std::string flags() {
+    std::set<std::string> found;
+    for (const command &row : commands) {
+        std::istringstream words(row.arguments);
+        for (std::string word; words >> word;)
+            if (word.starts_with("[--") && word.ends_with(']')) found.insert(word.substr(3, word.size() - 4));
+    }
+    std::string text = "json|verbose";
+    for (const std::string &flag : found)
+        text += "|" + flag;
+    return text;
 }
 
 constexpr const char *globals = "--json --directory --verbose --help";
@@ -59,7 +74,7 @@ _nprmctl() {
     case ${COMP_WORDS[COMP_CWORD-1]} in
     --directory) COMPREPLY=($(compgen -d -- "$current")); return ;;
     --component) COMPREPLY=($(compgen -W "@components@" -- "$current")); return ;;
-    --*) [[ $current == -* || ${COMP_WORDS[COMP_CWORD-1]} =~ ^--(json|verbose|policy|scatter)$ ]] || return ;;
+    --*) [[ $current == -* || ${COMP_WORDS[COMP_CWORD-1]} =~ ^--(@flags@)$ ]] || return ;;
     esac
     local helping=
     if [ "${said[0]-}" = help ]; then
@@ -116,6 +131,7 @@ std::string completion_of_bash() {
         options += choice(one_word ? "'" + name + " '*" : "'" + name + "'", options_of(row) + globals);
     }
     return filled(bash_script, {{"@components@", component_names()},
+                                {"@flags@", flags()},
                                 {"@options@", options},
                                 {"@firsts@", firsts},
                                 {"@globals@", "--json --directory --verbose --help --version"},

@@ -6,24 +6,7 @@
 #include "report.h"
 #include "tcam_entries.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
-
 namespace {
-
-constexpr size_t file_bytes_max = size_t{64} << 20;  // far above 65,535 entries with comments
-
-failure unusable(std::string what) {
-    failure problem = refused(std::move(what));
-    problem.status = exit_usage;
-    return problem;
-}
-
-failure unreadable(const std::string &path, const std::string &why) {
-    return unusable(name_of_file(path) + " cannot be read: " + why);
-}
 
 void check_count(const std::string &path, size_t count) {
     const std::string name = name_of_file(path);
@@ -34,30 +17,6 @@ void check_count(const std::string &path, size_t count) {
 }
 
 }  // namespace
-
-std::string name_of_file(const std::string &path) {
-    return path == "-" ? "standard input" : path;
-}
-
-std::string read_text(const std::string &path) {
-    struct closer {
-        void operator()(FILE *file) const {
-            if (file != stdin) std::fclose(file);
-        }
-    };
-    const std::unique_ptr<FILE, closer> file(path == "-" ? stdin : std::fopen(path.c_str(), "re"));
-    if (!file) throw unreadable(path, std::strerror(errno));
-    std::string text;
-    char part[65536];
-    while (const size_t bytes = std::fread(part, 1, sizeof part, file.get())) {
-        text.append(part, bytes);
-        if (text.size() > file_bytes_max) throw unreadable(path, "it is larger than " + grouped(file_bytes_max) + " bytes");
-    }
-    if (std::ferror(file.get()) != 0) throw unreadable(path, std::strerror(errno));
-    constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-    if (text.starts_with(byte_order_mark)) text.erase(0, byte_order_mark.size());
-    return text;
-}
 
 std::string line_of(const std::string &text, uint32_t number) {
     size_t begin = 0;

@@ -77,6 +77,23 @@ class transport_words {
     int caught_ = -1, real_ = -1;
 };
 
+void register_client(const invocation &call) {
+    verbose = call.verbose();
+    place = find_card_place();
+    nprm_syslog_flag = NPRM_LEVEL_ERROR | (verbose ? uint32_t{NPRM_LEVEL_TRANSPORT} : 0);
+    std::string words;
+    {
+        const transport_words transport;
+        const log_catcher catcher(verbose);
+        nprm_ipc_register_client();
+        words = joined(catcher.failures());
+    }
+    if (words.starts_with(library_texts::not_bound)) throw refusal("this process is not registered", NPRM_ERROR_IPC_SEND, words);
+    if (nprm_server_status == nullptr) throw refusal("no server has published its status on this machine", NPRM_ERROR_NOT_READY);
+    if (*nprm_server_status != NPRM_SERVER_READY)
+        throw refusal("the server's status word is " + std::to_string(*nprm_server_status), NPRM_ERROR_NOT_READY);
+}
+
 }  // namespace
 
 answer ask(const std::function<uint32_t()> &call) {
@@ -126,19 +143,11 @@ void change(const std::string &what, const std::function<uint32_t()> &call, cons
     throw problem;
 }
 
-void connect_to_server(const invocation &call) {
-    verbose = call.verbose();
-    place = find_card_place();
-    nprm_syslog_flag = NPRM_LEVEL_ERROR | (verbose ? uint32_t{NPRM_LEVEL_TRANSPORT} : 0);
-    std::string words;
-    {
-        const transport_words transport;
-        const log_catcher catcher(verbose);
-        nprm_ipc_register_client();
-        words = joined(catcher.failures());
+void connect_to_server(const invocation &call, const char *otherwise) {
+    try {
+        register_client(call);
+    } catch (failure &problem) {
+        if (otherwise != nullptr) problem.next = otherwise;
+        throw;
     }
-    if (words.starts_with(library_texts::not_bound)) throw refusal("this process is not registered", NPRM_ERROR_IPC_SEND, words);
-    if (nprm_server_status == nullptr) throw refusal("no server has published its status on this machine", NPRM_ERROR_NOT_READY);
-    if (*nprm_server_status != NPRM_SERVER_READY)
-        throw refusal("the server's status word is " + std::to_string(*nprm_server_status), NPRM_ERROR_NOT_READY);
 }

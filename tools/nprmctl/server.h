@@ -27,7 +27,8 @@ struct other_meaning {
 };
 
 // Registers this process with the server; throws a failure that says why the server cannot be asked.
-void connect_to_server(const invocation &call);
+// otherwise: what to try then, where a command has something of its own
+void connect_to_server(const invocation &call, const char *otherwise = nullptr);
 
 answer ask(const std::function<uint32_t()> &call);
 

@@ -229,6 +229,54 @@ TEST_F(Blob, ALagGroupsMembersStopAtTheEntrysEnd) {
     EXPECT_EQ(text.find("member_port[4]"), std::string::npos) << text;
 }
 
+// ---- stepping
+
+// The steps as type@offset+words, and how they end.
+std::string steps(const std::vector<uint8_t> &blob) {
+    std::string text;
+    nprm_config_entry entry = {};
+    while (nprm_next_config_entry(blob.data(), static_cast<uint32_t>(blob.size()), &entry) == 1) {
+        EXPECT_EQ(entry.data, blob.data() + entry.offset + 12);
+        text += std::to_string(entry.type) + "@" + std::to_string(entry.offset) + "+" + std::to_string(entry.words) + " ";
+    }
+    EXPECT_EQ(entry.data, nullptr);
+    return text + "end " + std::to_string(entry.end) + " at " + std::to_string(entry.offset);
+}
+
+TEST(ConfigEntries, AreSteppedThroughAndTheEndIsTold) {
+    const char *two = "05 00 00 00  2a 00 00 00  01 00 00 00  01 02 03 04   63 00 00 00  00 00 00 00  00 00 00 00";
+    const auto with = [two](const char *more) {
+        std::vector<uint8_t> bytes = bytes_of(two);
+        for (const uint8_t byte : bytes_of(more))
+            bytes.push_back(byte);
+        return bytes;
+    };
+    EXPECT_EQ(steps(with("00 00 00 00")), "5@0+1 99@16+0 end 1 at 28");
+    EXPECT_EQ(steps(with("00 00 00 00 ff ff")), "5@0+1 99@16+0 end 1 at 28");
+    EXPECT_EQ(steps(with("")), "5@0+1 99@16+0 end 2 at 28");
+    EXPECT_EQ(steps(with("00 00 00")), "5@0+1 99@16+0 end 3 at 28");
+    EXPECT_EQ(steps(with("05 00 00 00 01 00 00 00 00 00 00")), "5@0+1 99@16+0 end 3 at 28");
+    EXPECT_EQ(steps(with("05 00 00 00 01 00 00 00 01 00 00 00 01 02 03")), "5@0+1 99@16+0 end 4 at 28");
+    EXPECT_EQ(steps(with("05 00 00 00 01 00 00 00 00 00 00 40")), "5@0+1 99@16+0 end 4 at 28");
+    EXPECT_EQ(steps(with("05 00 00 00 01 00 00 00 ff ff ff ff")), "5@0+1 99@16+0 end 4 at 28");
+    EXPECT_EQ(steps({}), "end 2 at 0");
+}
+
+TEST(ConfigEntries, TellWhatTheHeaderOfACutEntrySays) {
+    const std::vector<uint8_t> blob = bytes_of("05 00 00 00  2a 00 00 00  02 00 00 00  01 02 03 04");
+    nprm_config_entry entry = {};
+    EXPECT_EQ(nprm_next_config_entry(blob.data(), 16, &entry), 0);
+    EXPECT_EQ(entry.type, 5U);
+    EXPECT_EQ(entry.addr, 0x2AU);
+    EXPECT_EQ(entry.words, 2U);
+    EXPECT_EQ(nprm_next_config_entry(blob.data(), 16, &entry), 0) << "the end stays the end";
+    EXPECT_EQ(entry.end, uint32_t{NPRM_CONFIG_CUT_DATA});
+    entry = {};
+    EXPECT_EQ(nprm_next_config_entry(nullptr, 16, &entry), 0);
+    EXPECT_EQ(entry.end, uint32_t{NPRM_CONFIG_FULL});
+    EXPECT_EQ(nprm_next_config_entry(blob.data(), 16, nullptr), 0);
+}
+
 // ---- broken blobs
 
 // All types, as the encoder writes them.
