@@ -13,8 +13,17 @@ model_reply::model_reply(std::span<std::byte> area, uint32_t operation, uint32_t
 
 void model_reply::resize(uint32_t units) {
     units_ = units;
+    more_bytes_ = 0;
     std::memcpy(area_.data() + offsetof(nprm_message_header, units), &units, sizeof units);
     std::memset(area_.data() + sizeof(nprm_message_header), 0, units * record_bytes_);
+}
+
+bool model_reply::lengthen(size_t bytes) {
+    const size_t records_end = sizeof(nprm_message_header) + units_ * record_bytes_;
+    if (bytes > area_.size() - records_end) return false;
+    std::memset(area_.data() + records_end, 0, bytes);
+    more_bytes_ = bytes;
+    return true;
 }
 
 void model_reply::set_result(uint32_t i, uint32_t code) {

@@ -70,13 +70,22 @@ class model_reply {
     // Writes record i's result code, which every component's records begin with.
     void set_result(uint32_t i, uint32_t code);
 
+    // Gives the reply so many bytes behind its records, all zero, for an operation whose answer goes on there; false when a message
+    // does not hold them.
+    bool lengthen(size_t bytes);
+    // What is there from a byte of the message on.  Requires: offset <= message().size().
+    std::span<std::byte> rest(size_t offset) { return area_.first(message().size()).subspan(offset); }
+
     // The whole message.
-    std::span<const std::byte> message() const { return area_.first(sizeof(nprm_message_header) + units_ * record_bytes_); }
+    std::span<const std::byte> message() const {
+        return area_.first(sizeof(nprm_message_header) + units_ * record_bytes_ + more_bytes_);
+    }
 
   private:
     std::span<std::byte> area_;
     uint32_t record_bytes_;
     uint32_t units_ = 0;
+    size_t more_bytes_ = 0;
 };
 
 // One operation.  serve is called with a reply of as many records as a refusal would have, all zero, and returns NPRM_OK when the
@@ -111,5 +120,7 @@ struct component_model {
 
 extern const component_model tcam_model;
 extern const component_model if_model;
+extern const component_model npa_model;
+extern const component_model npdebug_model;
 
 #endif

@@ -12,6 +12,7 @@
 
 #include "api/wire/nprm_tcam_wire.h"
 #include "simcard/model.h"
+#include "tcam_state.h"
 
 namespace {
 
@@ -317,6 +318,34 @@ constexpr model_operation operations[] = {
 };
 
 }  // namespace
+
+uint32_t tcam_places::capacity() {
+    return tcam.capacity;
+}
+
+uint32_t tcam_places::end() {
+    return tcam.capacity - free_entries();
+}
+
+uint32_t tcam_places::used() {
+    ptrdiff_t used = 0;
+    for (const vmr_list &list : tcam.lists)
+        used += std::ranges::count(list.written, 1);
+    return static_cast<uint32_t>(used);
+}
+
+std::optional<tcam_places::place> tcam_places::at(uint32_t number) {
+    for (uint32_t id = 0; id < list_ids; ++id) {
+        const vmr_list &list = tcam.lists[id];
+        if (number >= list.size) {
+            number -= list.size;
+            continue;
+        }
+        if (number >= list.written.size() || list.written[number] == 0) return std::nullopt;
+        return place{static_cast<uint8_t>(id), list.kind == entry_kind::policy, &list.entries[number]};
+    }
+    return std::nullopt;
+}
 
 constexpr component_model tcam_model = {
     .component = NPRM_COMPONENT_TCAM,
