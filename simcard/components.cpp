@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr const component_model *models[] = {&tcam_model, &if_model, &npa_model, &npdebug_model};
+constexpr const component_model *models[] = {&mac_model, &tcam_model, &if_model, &npa_model, &npdebug_model};
 
 void keep_nothing(const card_configuration &) {}
 nlohmann::json describe_nothing() {
