@@ -23,7 +23,7 @@ typedef enum nprm_service_action {
     NPRM_SERVICE_ADD = 0,    /* the id must be new */
     NPRM_SERVICE_READ = 1,   /* the object is returned */
     NPRM_SERVICE_DELETE = 2, /* the id must be there, and nothing may use it */
-    NPRM_SERVICE_REPLACE = 4 /* the id must be there; its object is the new one */
+    NPRM_SERVICE_REPLACE = 4 /* the id may be there; its object is the new one */
 } nprm_service_action;
 
 enum {
