@@ -130,5 +130,8 @@ extern const component_model tcam_model;
 extern const component_model if_model;
 extern const component_model npa_model;
 extern const component_model npdebug_model;
+extern const component_model cmm_model;
+extern const component_model fdm_model;
+extern const component_model wccp_model;
 
 #endif
