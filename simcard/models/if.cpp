@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "fib.h"
+#include "if_lookups.h"
 
 namespace {
 
@@ -10,8 +11,14 @@ nlohmann::json describe() {
     return {{"fib", describe_fib()}};
 }
 
+void reset(const card_configuration &configuration) {
+    reset_fib(configuration);
+    reset_lookups();
+}
+
 constexpr model_operation operations[] = {
     {NPRM_IF_FIB, "FIB entries", serve_fib},
+    {NPRM_IF_TCAM_LOOKUP, "switch a look-up", serve_lookup_switch},
 };
 
 }  // namespace
@@ -22,7 +29,7 @@ constexpr component_model if_model = {
     .head_records = 0,
     .malformed = NPRM_ERROR_PARAM,
     .unknown_operation = NPRM_ERROR_UNSUPPORTED,
-    .reset = reset_fib,
+    .reset = reset,
     .describe = describe,
     .ask = ask_fib,
 };
