@@ -1,0 +1,71 @@
+// What is read back of the configuration: blobs of hardware-table entries, and which interface has which port.
+
+#include <cstring>
+
+#include "api/diag/nprm_decode.h"
+#include "api/wire/nprm_if_wire.h"
+#include "hw_tables.h"
+#include "if_requests.h"
+#include "mac_state.h"
+
+namespace {
+
+constexpr size_t bytes_behind = 16;  // of a reply: header, result, length
+constexpr uint32_t entry_header_bytes = 12, terminator_bytes = 4;
+constexpr uint32_t bytes_most = NPRM_CONFIG_BYTES_MAX / 4 * 4;
+constexpr uint16_t no_interface = 0xFFFF;
+
+// Tells the length and makes room for the bytes, which may end before the record does.
+std::span<std::byte> answer_bytes(model_reply &reply, uint32_t length) {
+    reply.at<nprm_if_data_record>(0).length = length;
+    if (length > NPRM_CONFIG_BYTES_SENT) reply.lengthen(length - NPRM_CONFIG_BYTES_SENT);
+    return reply.rest(bytes_behind).first(length);
+}
+
+// Entries as many as there is room for; a blob that is cut ends behind a whole entry.
+class config_blob {
+  public:
+    bool append(const hw_table &table, uint32_t address) {
+        hw_entry entry(table.entry_type);
+        if (!table.read(address, entry)) return true;
+        if (used_ + entry_header_bytes + (table.entry_bytes + 3) / 4 * 4 + terminator_bytes > bytes_most) return false;
+        return nprm_encode_config(table.entry_type, address, table.entry_bytes, entry.bytes().data(), bytes_.data(), &used_) == 1;
+    }
+    // With the word that ends it.
+    std::span<const uint8_t> bytes() const { return std::span(bytes_).first(used_ + terminator_bytes); }
+
+  private:
+    std::array<uint8_t, NPRM_BLOB_BYTES_MAX> bytes_ = {};
+    uint32_t used_ = 0;
+};
+
+}  // namespace
+
+uint32_t read_config(const model_request &from, model_reply &reply) {
+    if (from.units() != 1) return NPRM_ERROR_PARAM;
+    const uint32_t selector = from.at<nprm_if_data_record>(0).selector;
+    config_blob blob;
+    bool is_known = selector == NPRM_IF_CONFIG_ALL;
+    for (const hw_table *table : all_hw_tables()) {
+        if (table->entry_type == 0 || table->id != table->entry_type) continue;
+        if (selector != NPRM_IF_CONFIG_ALL && selector != table->entry_type) continue;
+        is_known = true;
+        for (uint32_t address = 0; address < table->end(); ++address)
+            if (!blob.append(*table, address)) break;
+    }
+    if (!is_known) return NPRM_ERROR_PARM_STRUCT_ID;
+    const auto bytes = blob.bytes();
+    std::memcpy(answer_bytes(reply, static_cast<uint32_t>(bytes.size())).data(), bytes.data(), bytes.size());
+    return NPRM_OK;
+}
+
+// Two bytes a port: its interface, 0xFFFF where it has none.
+uint32_t read_port_mapping(const model_request &from, model_reply &reply) {
+    if (from.units() != 1) return NPRM_ERROR_PARAM;
+    std::array<uint16_t, card_ports> mapping;
+    mapping.fill(no_interface);
+    for (const auto &[id, interface] : interfaces().interfaces)
+        if (interface.kind == NPRM_IF_PHYSICAL) mapping[interface.value] = id;
+    std::memcpy(answer_bytes(reply, sizeof mapping).data(), mapping.data(), sizeof mapping);
+    return NPRM_OK;
+}
