@@ -182,6 +182,10 @@ nlohmann::json answer_look_up(const nlohmann::json &asked) {
 
 }  // namespace
 
+size_t fib::capacity() {
+    return state.capacity;
+}
+
 size_t fib::count() {
     return state.size();
 }

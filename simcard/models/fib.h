@@ -20,6 +20,7 @@ struct fib_route {
 // What is in the table now.  The references and numbers hold until the next request.
 namespace fib {
 
+size_t capacity();
 size_t count();
 size_t count(uint8_t version);  // of NPRM_FIB_IPV4 or NPRM_FIB_IPV6
 // The routes by number: IPv4's first.   Requires: i < count().

@@ -4,9 +4,9 @@
 
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "api/diag/nprm_entry_layout.h"

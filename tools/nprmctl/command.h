@@ -55,6 +55,19 @@ int hw_decode(invocation &);   // hw_decode.cpp
 int reg_blocks(invocation &);  // register_commands.cpp
 int reg_show(invocation &);
 int reg_find(invocation &);
+int hw_tables(invocation &);  // hw_commands.cpp
+int hw_summary(invocation &);
+int hw_get(invocation &);
+int hw_search(invocation &);
+int hw_look_up(invocation &);
+int hw_crash_dump(invocation &);  // np_commands.cpp
+int hw_capture(invocation &);
+int tm_queue(invocation &);
+int tm_stats(invocation &);
+int npdebug_init(invocation &);
+int npdebug_request(invocation &);
+int show_port_sram(invocation &);  // port_sram.cpp
+int reg_watch(invocation &);       // register_watch.cpp
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 
