@@ -199,7 +199,7 @@ TEST_F(Interfaces, AreBridgedInPairs) {
         create(port, port == 3 ? physical | layer_3 : physical, port);
     create(100, channel, 0);
     EXPECT_EQ(with_words(10, {5, 0, 1}), ok);
-    EXPECT_EQ(find_component(3)->model->ask({{"bridge_group", 5}}), json::parse(R"({"interfaces": [0, 1], "vlans": []})"));
+    EXPECT_EQ(find_component(3)->model->ask({{"bridge_group", 5U}}), json::parse(R"({"interfaces": [0, 1], "vlans": []})"));
     EXPECT_EQ(with_words(10, {5, 2, 100}), group_exists);
     EXPECT_EQ(with_words(10, {6, 1, 2}), in_group);
     EXPECT_EQ(with_words(10, {6, 2, 3}), not_layer_2);
@@ -213,7 +213,7 @@ TEST_F(Interfaces, AreBridgedInPairs) {
     EXPECT_EQ(vlan(12, 6, 11, 99), group_absent);
     EXPECT_EQ(vlan(12, 5, 0, 99), param);
     EXPECT_EQ(vlan(12, 5, 4095, 99), param);
-    EXPECT_EQ(find_component(3)->model->ask({{"bridge_group", 5}})["vlans"], json::parse(R"([{"vlan": 10, "value": 99}])"));
+    EXPECT_EQ(find_component(3)->model->ask({{"bridge_group", 5U}})["vlans"], json::parse(R"([{"vlan": 10, "value": 99}])"));
     EXPECT_EQ(with_words(11, {5}), group_has_vlan);
     EXPECT_EQ(vlan(13, 5, 11, 99), vlan_unused);
     EXPECT_EQ(vlan(13, 6, 10, 99), group_absent);
