@@ -23,7 +23,7 @@ struct traffic_setting {
 struct card_configuration {
     uint32_t tcam_entries = 65536;
     uint32_t fib_prefixes = 2000000;
-    traffic_setting traffic;
+    traffic_setting traffic = {};
 };
 
 // A request whose size is right: at least one record, and all of them there.

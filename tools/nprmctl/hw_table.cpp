@@ -53,8 +53,18 @@ void print_words(const std::vector<blob_entry> &entries) {
     }
 }
 
+// Without the bytes that the layout, lists included, does not reach.
+blob_entry cut(blob_entry entry) {
+    uint32_t end = 0;
+    nprm_entry_field field;
+    for (uint32_t i = 0; nprm_layout_field(entry.type, i, entry.data.data(), NPRM_HW_ENTRY_BYTES, &field) == NPRM_OK; ++i)
+        end = std::max(end, field.byte + (field.lowest_bit + field.width + 7) / 8);
+    entry.data.resize((end + 3) / 4 * 4);
+    return entry;
+}
+
 nlohmann::ordered_json json_of(const blob_entry &entry, bool raw) {
-    if (!raw) return json_of_entry(entry);
+    if (!raw) return json_of_entry(cut(entry));
     std::vector<uint32_t> words(entry.data.size() / sizeof(uint32_t));
     std::memcpy(words.data(), entry.data.data(), words.size() * sizeof(uint32_t));
     return {{"addr", entry.addr}, {"words", words}};
