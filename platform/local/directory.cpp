@@ -21,7 +21,7 @@ constexpr explanation explanations[] = {
     {ENOENT, "%s does not exist: start the card, or set RUV_DIR to the directory of one that runs"},
     {ENOTDIR, "%s is not a directory (symbolic links are not followed): remove it, or set RUV_DIR to another path"},
     {EPERM, "%s belongs to another user: set RUV_DIR to a directory of your own"},
-    {EACCES, "%s may be written by other users: take that away with chmod 700, or set RUV_DIR to a private directory"},
+    {EACCES, "%s may be written by other users: set RUV_DIR to a private directory, or chmod 700 this one if it is yours alone"},
     {ENAMETOOLONG, "%s is too long: a socket's whole path has at most 107 bytes; set RUV_DIR to a shorter one"},
 };
 

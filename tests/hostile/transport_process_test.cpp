@@ -168,9 +168,10 @@ TEST_F(HostileProcess, AMissingDirectoryIsExplainedOnce) {
 TEST_F(HostileProcess, ADirectoryThatOthersMayWriteIsRefused) {
     raw_process server(scratch.path(), tcam, echo);
     ASSERT_EQ(chmod(scratch.path().c_str(), 0770), 0);
-    expect_explained(EACCES, scratch.path() +
-                                 " may be written by other users: take that away with chmod 700, or set RUV_DIR to a "
-                                 "private directory");
+    expect_explained(EACCES,
+                     scratch.path() +
+                         " may be written by other users: set RUV_DIR to a private directory, or chmod 700 this one if it is "
+                         "yours alone");
 }
 
 TEST_F(HostileProcess, ADirectoryThatIsASymbolicLinkIsRefused) {

@@ -192,7 +192,8 @@ TEST_F(Nprmctl, SaysWhatIsWrongWithTheDirectory) {
         {lost, " does not exist", "start the card, or set RUV_DIR to the directory of one that runs"},
         {plain, " is not a directory (symbolic links are not followed)", "remove it, or set RUV_DIR to another path"},
         {foreign, " belongs to another user", "set RUV_DIR to a directory of your own"},
-        {open_to_all, " may be written by other users", "take that away with chmod 700, or set RUV_DIR to a private directory"},
+        {open_to_all, " may be written by other users",
+         "set RUV_DIR to a private directory, or chmod 700 this one if it is yours alone"},
         {everybodys, " is everybody's (it has the sticky bit)", "set RUV_DIR to a directory of your own"},
         {"/tmp/" + longest, " is too long", "a socket's whole path has at most 107 bytes; set RUV_DIR to a shorter one"},
     };

@@ -99,7 +99,7 @@ TEST(RuvExplanation, SaysWhatToDo) {
               "/d is not a directory (symbolic links are not followed): remove it, or set RUV_DIR to another path");
     EXPECT_EQ(explained(-EPERM, "/d"), "/d belongs to another user: set RUV_DIR to a directory of your own");
     EXPECT_EQ(explained(-EACCES, "/d"),
-              "/d may be written by other users: take that away with chmod 700, or set RUV_DIR to a private directory");
+              "/d may be written by other users: set RUV_DIR to a private directory, or chmod 700 this one if it is yours alone");
     EXPECT_EQ(explained(-ENAMETOOLONG, "/d"),
               "/d is too long: a socket's whole path has at most 107 bytes; set RUV_DIR to a shorter one");
     EXPECT_EQ(explained(-EIO, "/d"), "/d: Input/output error");

@@ -279,9 +279,9 @@ TEST_F(RuvServer, TellsWhoHoldsTheLock) {
 
 TEST_F(RuvServer, RefusesADirectoryThatOthersMayWrite) {
     chmod(scratch.path().c_str(), 0777);
-    EXPECT_EQ(
-        refusal(),
-        scratch.path() + " may be written by other users: take that away with chmod 700, or set RUV_DIR to a private directory");
+    EXPECT_EQ(refusal(),
+              scratch.path() +
+                  " may be written by other users: set RUV_DIR to a private directory, or chmod 700 this one if it is yours alone");
 }
 
 TEST_F(RuvServer, TakesBackWhatItListenedOnWhenALaterOpcodeIsRefused) {
