@@ -126,6 +126,13 @@ TEST(NprmctlBlobDecode, PrintsWhatStandsBeforeADefectAndTellsIt) {
               "nprmctl: standard input: the entry at byte 0 has the type 25, there are 1 to 24: nothing prints for it\n");
 }
 
+TEST(NprmctlBlobDecode, SaysThatABlobHoldsNothing) {
+    const nprmctl_run run = run_nprmctl({"blob", "decode", "-"}, end);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output, "\n") << "as the library prints it";
+    EXPECT_EQ(run.errors, "nprmctl: standard input holds no entries\n");
+}
+
 // ---- check
 
 TEST(NprmctlBlobCheck, TellsTheFirstDefectWithItsOffsetAndNumbers) {
@@ -350,7 +357,7 @@ TEST(NprmctlHwDecode, TellsThatAnEntryIsShort) {
     const nprmctl_run run = run_nprmctl({"hw", "decode", "5", "-"}, "\5");
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output, HasSubstr("\n  cb0.default_qid_v               1    0x1 (1)\n"));
-    EXPECT_EQ(run.errors, "nprmctl: the entry has 1 bytes, its layout 16: the others print as 0\n");
+    EXPECT_EQ(run.errors, "nprmctl: the entry has 1 byte, its layout 16: the others print as 0\n");
 }
 
 TEST(NprmctlHwDecode, RefusesWhatIsNoTypeOrNoEntry) {
