@@ -8,6 +8,7 @@
 #include "tests/support/scratch.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -264,6 +265,88 @@ TEST_F(AdLogd, IsFollowedFilteredAndEndsTheFollower) {
     EXPECT_EQ(ended.status, 1);
     EXPECT_THAT(ended.errors, HasSubstr("the log daemon has ended"));
     EXPECT_EQ(std::ranges::count(ended.output, '\n'), 1);
+}
+
+TEST_F(AdLogd, TellsAFollowerOfFoldedRecordsWhateverItsFilters) {
+    log_daemon_process daemon(files.path());
+    const auto with_none = sockets_of(daemon.pid());
+    auto follower = std::async(std::launch::async, [&daemon] {
+        return run_nprmctl({"log", "follow", "--socket", daemon.base(), "--tag", "ERRO", "--process", "np2", "--text", "needle",
+                            "--count", "1", "--json"});
+    });
+    ASSERT_TRUE(wait_until([&] { return sockets_of(daemon.pid()) == with_none + 1; }));
+    for (int i = 0; i < 3; ++i)
+        send_raw(daemon.socket_path(), datagram_of("same"));
+    const bool has_ended = wait_until([&] { return follower.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+    daemon.stop();
+    ASSERT_TRUE(has_ended);
+    EXPECT_EQ(follower.get().json().at("text"), "repeated 2 times");
+}
+
+TEST_F(AdLogd, IsSentAMessageThatLeavesTheSharedRecordAsItIs) {
+    log_daemon_process daemon(files.path(), {"--file", file()});
+    ad_debug_cfg *record = nullptr;
+    ASSERT_EQ(ad_get_ad_debug_cfg_p_no_create(daemon.socket_path().c_str(), &record), 0);
+    *record = {4, 0x0100000A, 0x0200000A, {}};
+    const scratch_variable level("DEBUG_LEVEL", "1"), server("DEBUG_SERVER_IP", "10.9.9.9");
+    for (const char *configuration : {"", "debug_level=2 debug_client_ip=10.8.8.8"}) {
+        if (*configuration != '\0') std::ofstream(daemon.socket_path() + ".cfg") << configuration;
+        EXPECT_EQ(run_nprmctl({"log", "send", "hello", "--socket", daemon.base()}).status, 0);
+        EXPECT_EQ(record->level, 4);
+        EXPECT_EQ(record->client_ip, 0x0100000AU);
+        EXPECT_EQ(record->server_ip, 0x0200000AU);
+    }
+    ad_return_ad_debug_cfg_p(record);
+    daemon.stop();
+    const strings lines = lines_of(file(), 2);
+    ASSERT_EQ(lines.size(), 2U) << content_of(file());
+    for (const std::string &line : lines)
+        EXPECT_TRUE(line.ends_with("-> hello")) << line;
+}
+
+TEST_F(AdLogd, BindsNothingUnlessItsFilesAndBothLocksAreToBeHad) {
+    const auto expect_nothing_bound = [this](const char *says, const strings &options) {
+        log_daemon_process daemon(files.path(), options);
+        EXPECT_EQ(daemon.wait_for_end(), 1);
+        EXPECT_THAT(daemon.output(), HasSubstr(says));
+        for (const char *name : {"log.", "special."})
+            EXPECT_FALSE(fs::exists((files / name) + std::to_string(getuid()))) << says;
+    };
+    expect_nothing_bound("No such file or directory", {"--file", files / "no/file"});
+    expect_nothing_bound("is no log system", {"--syslog", "here"});
+    const std::string lock = (files / "special.") + std::to_string(getuid()) + ".lock";
+    const descriptor held = {open(lock.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600)};
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(held.fd, F_SETLK, &whole), 0);
+    expect_nothing_bound("a log daemon reads here already", {});
+}
+
+TEST_F(AdLogd, NamesTheFirstAlsoWhenItsLockFileWasRemoved) {
+    log_daemon_process first(files.path());
+    for (const char *name : {"log.", "special."})
+        fs::remove((files / name) + std::to_string(getuid()) + ".lock");
+    log_daemon_process second(files.path());
+    EXPECT_EQ(second.wait_for_end(), 1);
+    EXPECT_THAT(second.output(), HasSubstr("another process reads this socket, process " + std::to_string(first.pid())));
+}
+
+TEST_F(AdLogd, RefusesToWriteOneFileTwice) {
+    fs::create_symlink(".", files / "here");
+    const struct {
+        strings options;
+        const char *says;
+    } rows[] = {{{"--file", file(), "--json", file()}, "--file and --json are the same file"},
+                {{"--file", file(), "--json", files / "here/./file"}, "--file and --json are the same file"},
+                {{"--file", file(), "--json", file() + ".3"}, "is a name that rotated files of"},
+                {{"--file", file() + ".1", "--json", file(), "--keep", "1"}, "is a name that rotated files of"},
+                {{"--file", (files / "log.") + std::to_string(getuid()) + ".lock"}, "belongs to the log's socket"}};
+    for (const auto &row : rows) {
+        log_daemon_process daemon(files.path(), row.options);
+        EXPECT_EQ(daemon.wait_for_end(), 1) << row.says;
+        EXPECT_THAT(daemon.output(), HasSubstr(row.says));
+    }
+    EXPECT_TRUE(log_daemon_process(files.path(), {"--file", file(), "--json", file() + ".6", "--keep", "5"}).is_listening());
 }
 
 TEST_F(AdLogd, IsSteeredFromTheCommandLine) {

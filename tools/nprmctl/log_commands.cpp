@@ -152,10 +152,10 @@ int log_send(invocation &call) {
     const std::string path = log_path(base);
     const std::string name = path.substr(0, path.rfind('.'));
     const log_catcher caught(false);
-    ad_debug_to_syslogd = 0;
-    ad_debug_set_process_name("nprmctl");
-    ad_init_debug_lib(name.c_str());
-    ad_debug_print(1, "TEST", "%s\n", text.c_str());
+    // Not by ad_init_debug_lib(), which writes this process's environment or the ".cfg" file into the record that all share.
+    ad_set_special_log_path(name.c_str());
+    ad_errorlog_printf_special("nprmctl(%d)TEST:%s:%d-> %s\n", static_cast<int>(getpid()), "log_commands.cpp", __LINE__,
+                               text.c_str());
     if (!caught.failures().empty())
         throw failure{exit_refused, "no log daemon takes messages at " + path, "start one: ad_logd", {}, {}, {}, {}};
     report done;
