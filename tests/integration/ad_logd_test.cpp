@@ -18,6 +18,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
@@ -281,6 +282,44 @@ TEST_F(AdLogd, TellsAFollowerOfFoldedRecordsWhateverItsFilters) {
     daemon.stop();
     ASSERT_TRUE(has_ended);
     EXPECT_EQ(follower.get().json().at("text"), "repeated 2 times");
+}
+
+TEST_F(AdLogd, IsFollowedInColoursOnATerminal) {
+    const descriptor terminal = {posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)};
+    if (terminal.fd < 0 || access(ptsname(terminal.fd), F_OK) != 0) GTEST_SKIP() << "no pseudo-terminal is to be had here";
+    ASSERT_EQ(grantpt(terminal.fd), 0);
+    ASSERT_EQ(unlockpt(terminal.fd), 0);
+    const std::string name = ptsname(terminal.fd);
+    log_daemon_process daemon(files.path());
+    const auto with_none = sockets_of(daemon.pid());
+    auto follower = std::async(std::launch::async, [&] {
+        return run_nprmctl({"log", "follow", "--socket", daemon.base(), "--count", "6"}, {}, name.c_str());
+    });
+    ASSERT_TRUE(wait_until([&] { return sockets_of(daemon.pid()) == with_none + 1; }));
+    for (const char *tag : {"CRTC", "ERRO", "WARN", "INFO"})
+        send_raw(daemon.socket_path(), datagram_of(std::string("np(1)") + tag + ":f.c:2-> x"));
+    for (int i = 0; i < 2; ++i)
+        send_raw(daemon.socket_path(), datagram_of("same"));
+    std::string shown;
+    char bytes[4096];
+    wait_until([&] {
+        pollfd readable = {terminal.fd, POLLIN, 0};
+        if (poll(&readable, 1, 0) == 1) {
+            const ssize_t came = read(terminal.fd, bytes, sizeof bytes);
+            shown.append(bytes, came > 0 ? static_cast<size_t>(came) : 0);
+        }
+        return std::ranges::count(shown, '\n') >= 6;
+    });
+    daemon.stop();
+    EXPECT_EQ(follower.get().status, 0);
+    std::istringstream text(shown);
+    const strings starts = {"\033[1;31m20", "\033[31m20", "\033[33m20", "20", "20", "\033[36m20"};
+    std::string line;
+    for (const std::string &start : starts) {
+        ASSERT_TRUE(std::getline(text, line)) << shown;
+        EXPECT_TRUE(line.starts_with(start)) << line;
+        EXPECT_EQ(line.ends_with("\033[0m\r"), start != "20") << line;
+    }
 }
 
 TEST_F(AdLogd, IsSentAMessageThatLeavesTheSharedRecordAsItIs) {
