@@ -8,6 +8,7 @@
 #include "syslog_sink.h"
 
 #include <algorithm>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
@@ -47,9 +48,12 @@ std::string plain_name(const std::string &path) {
 }
 
 bool is_rotated_name(const std::string &path, const std::string &of, unsigned kept_files) {
-    for (unsigned number = 1; number <= kept_files; ++number)
-        if (path == of + "." + std::to_string(number)) return true;
-    return false;
+    const std::string head = of + ".";
+    if (!path.starts_with(head)) return false;
+    unsigned number = 0;
+    const char *const end = path.data() + path.size();
+    const auto [stop, error] = std::from_chars(path.data() + head.size(), end, number);
+    return error == std::errc{} && stop == end && number >= 1 && number <= kept_files && path == head + std::to_string(number);
 }
 
 void refuse_names_of_socket(const std::string &file, const std::string &socket) {
@@ -72,7 +76,7 @@ void refuse_same_names(const daemon_options &wanted) {
     if (file == json) throw std::runtime_error("--file and --json are the same file: " + file);
     for (const auto &[one, other] : {std::pair(file, json), std::pair(json, file)})
         if (is_rotated_name(one, other, wanted.kept_files))
-            throw std::runtime_error(one + " is a name that rotated files of " + other + " get");
+            throw std::runtime_error(std::string(one).append(" is a name that rotated files of ").append(other).append(" get"));
 }
 
 using sink_list = std::vector<std::unique_ptr<sink>>;
