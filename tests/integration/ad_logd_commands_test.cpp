@@ -171,6 +171,23 @@ TEST_F(AdLogdCommands, IsSteeredFromTheCommandLine) {
     EXPECT_TRUE(lines[0].ends_with("-> hello")) << lines[0];
 }
 
+TEST_F(AdLogdCommands, ShowNamesTheDaemonAlsoWithoutItsLockFileAndSaysWhenItMayNotKnow) {
+    log_daemon_process daemon(files.path());
+    const auto shown = [&] { return run_nprmctl({"log", "show", "--socket", files / "log", "--json"}).json().at("daemon"); };
+    if (getuid() == 0) {
+        fs::permissions(files.path(), fs::perms(0755));
+        const pid_t other = fork();
+        if (other == 0) _exit(setuid(12345) == 0 && std::string(shown()).starts_with("not known: ") ? 0 : 1);
+        int status = -1;
+        waitpid(other, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    fs::remove(daemon.socket_path() + ".lock");
+    EXPECT_EQ(shown(), "process " + std::to_string(daemon.pid()));
+    daemon.stop();
+    EXPECT_EQ(shown(), "none runs");
+}
+
 TEST_F(AdLogdCommands, LeavesTheCommandLineWithClearErrorsWhenItIsAbsent) {
     const struct {
         strings words;

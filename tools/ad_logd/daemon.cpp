@@ -61,8 +61,8 @@ void refuse_names_of_socket(const std::string &file, const std::string &socket) 
         if (file == plain_name(socket + suffix)) throw std::runtime_error(file + " belongs to the log's socket");
 }
 
-// Throws when two of what the daemon opens are one, or would become one.
-void refuse_same_names(const daemon_options &wanted) {
+// The options again.  Throws when two of what the daemon opens are one, or would become one.
+const daemon_options &checked(const daemon_options &wanted) {
     const std::string log = place_of(wanted.path), special = wanted.special_path.empty() ? "" : place_of(wanted.special_path);
     if (plain_name(log) == plain_name(special)) throw std::runtime_error("--socket and --special are the same socket: " + log);
     const std::string file = wanted.file.empty() ? "" : plain_name(wanted.file),
@@ -72,11 +72,12 @@ void refuse_same_names(const daemon_options &wanted) {
         refuse_names_of_socket(each, log);
         if (!special.empty()) refuse_names_of_socket(each, special);
     }
-    if (file.empty() || json.empty()) return;
+    if (file.empty() || json.empty()) return wanted;
     if (file == json) throw std::runtime_error("--file and --json are the same file: " + file);
     for (const auto &[one, other] : {std::pair(file, json), std::pair(json, file)})
         if (is_rotated_name(one, other, wanted.kept_files))
             throw std::runtime_error(std::string(one).append(" is a name that rotated files of ").append(other).append(" get"));
+    return wanted;
 }
 
 using sink_list = std::vector<std::unique_ptr<sink>>;
@@ -105,7 +106,7 @@ receiver::options socket_options(const std::string &base, const daemon_options &
 }  // namespace
 
 log_daemon::log_daemon(const daemon_options &wanted)
-    : log_lock_((refuse_same_names(wanted), lock_of(wanted.path))),
+    : log_lock_(lock_of(checked(wanted).path)),
       special_lock_(lock_of(wanted.special_path)),
       sinks_(sinks_of(wanted)),
       intake_(wanted.intake, sinks_),
