@@ -224,7 +224,7 @@ TEST_F(AdLogd, NamesTheFirstAlsoWhenItsLockFileWasRemoved) {
     EXPECT_THAT(second.output(), HasSubstr("another process reads this socket, process " + std::to_string(first.pid())));
 }
 
-TEST_F(AdLogd, RefusesToWriteOneFileTwice) {
+TEST_F(AdLogd, RefusesToWriteOneFileTwiceOrIntoItself) {
     fs::create_symlink(".", files / "here");
     const struct {
         strings options;
@@ -233,7 +233,8 @@ TEST_F(AdLogd, RefusesToWriteOneFileTwice) {
                 {{"--file", file(), "--json", files / "here/./file"}, "--file and --json are the same file"},
                 {{"--file", file(), "--json", file() + ".3"}, "is a name that rotated files of"},
                 {{"--file", file() + ".1", "--json", file(), "--keep", "1"}, "is a name that rotated files of"},
-                {{"--file", (files / "log.") + std::to_string(getuid()) + ".lock"}, "belongs to the log's socket"}};
+                {{"--file", (files / "log.") + std::to_string(getuid()) + ".lock"}, "belongs to the log's socket"},
+                {{"--syslog", (files / "special.") + std::to_string(getuid())}, "belongs to the log's socket"}};
     for (const auto &row : rows) {
         log_daemon_process daemon(files.path(), row.options);
         EXPECT_EQ(daemon.wait_for_end(), 1) << row.says;

@@ -66,8 +66,9 @@ const daemon_options &checked(const daemon_options &wanted) {
     const std::string log = place_of(wanted.path), special = wanted.special_path.empty() ? "" : place_of(wanted.special_path);
     if (plain_name(log) == plain_name(special)) throw std::runtime_error("--socket and --special are the same socket: " + log);
     const std::string file = wanted.file.empty() ? "" : plain_name(wanted.file),
-                      json = wanted.json_file.empty() ? "" : plain_name(wanted.json_file);
-    for (const std::string &each : {file, json}) {
+                      json = wanted.json_file.empty() ? "" : plain_name(wanted.json_file),
+                      log_system = wanted.syslog.starts_with('/') ? plain_name(wanted.syslog) : "";
+    for (const std::string &each : {file, json, log_system}) {
         if (each.empty()) continue;
         refuse_names_of_socket(each, log);
         if (!special.empty()) refuse_names_of_socket(each, special);

@@ -102,10 +102,10 @@ void file_sink::add(const record &what) {
 
 // Whether the path still names the open file.
 bool file_sink::is_in_its_place() const {
-    struct stat open_file {
-    }, named{};
-    return fstat(file_.get(), &open_file) == 0 && lstat(options_.path.c_str(), &named) == 0 && open_file.st_dev == named.st_dev &&
-           open_file.st_ino == named.st_ino;
+    struct stat ours {};
+    struct stat named {};
+    return fstat(file_.get(), &ours) == 0 && lstat(options_.path.c_str(), &named) == 0 && ours.st_dev == named.st_dev &&
+           ours.st_ino == named.st_ino;
 }
 
 // Frees the path's name.   Returns 0 or an errno.
