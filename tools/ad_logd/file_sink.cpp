@@ -127,9 +127,18 @@ void file_sink::rotate() {
         rotated_above_ = static_cast<uint64_t>(file_bytes_) + lines_.size() + options_.bytes_max;
         return;
     }
+    open_by_name();
+}
+
+void file_sink::open_by_name() {
     file_.reset();
     std::string problem;
     if (!open_file(problem)) file_bytes_ = 0;  // is_ready() tries again and counts
+}
+
+void file_sink::reopen() {
+    flush();
+    open_by_name();
 }
 
 void file_sink::flush() {

@@ -24,12 +24,13 @@ class file_sink : public sink {
 
     void add(const record &what) override;
     void flush() override;
-    void reopen() override { file_.reset(); }
+    void reopen() override;
 
   private:
     bool open_file(std::string &problem);
     bool is_ready();
     bool is_in_its_place() const;
+    void open_by_name();
     void rotate();
     int move_names() const;
     size_t write_bytes(int &error) const;

@@ -92,6 +92,7 @@ TEST(FileSink, MakesItsFileAnewWhenItIsRemovedOrReopened) {
     write_now(file, "three");
     EXPECT_EQ(content_of(files / "old"), "two\nthree\n");
     file.reopen();
+    EXPECT_TRUE(fs::exists(files / "log")) << "before the next record";
     write_now(file, "four");
     EXPECT_EQ(content_of(files / "log"), "four\n");
 }
