@@ -250,8 +250,8 @@ TEST(ServiceModels, CountWhatTheyHoldAndForgetItAtAReset) {
     card.ask(0, context_message(act_add, 1, 5));
     card.ask(0, context_group_message(act_add, 1, {1}));
     card.ask(9, wccp_message(act_add, 1));
-    EXPECT_EQ(services_under_test::state(2), nlohmann::json::parse(R"({"nodes": 1, "groups": 1, "distributed_indexes": 1,
-        "traces": false, "dumps": false, "swaps_source": false, "frame_version": 0})"));
+    EXPECT_EQ(services_under_test::state(2), nlohmann::json::parse(R"({"nodes": 1, "groups": 1, "members": 1,
+        "traces": false, "dumps": false, "swaps": false, "frames": 0})"));
     EXPECT_EQ(services_under_test::state(0), nlohmann::json::parse(R"({"contexts": 1, "groups": 1})"));
     EXPECT_EQ(services_under_test::state(9), nlohmann::json::parse(R"({"entries": 1, "mtu": 1500})"));
     const services_under_test fresh;
