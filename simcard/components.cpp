@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr const component_model *models[] = {&tcam_model};
+constexpr const component_model *models[] = {&tcam_model, &cmm_model, &fdm_model, &wccp_model};
 
 void keep_nothing(const card_configuration &) {}
 nlohmann::json describe_nothing() {

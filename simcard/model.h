@@ -109,5 +109,8 @@ struct component_model {
 };
 
 extern const component_model tcam_model;
+extern const component_model cmm_model;
+extern const component_model fdm_model;
+extern const component_model wccp_model;
 
 #endif

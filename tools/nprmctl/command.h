@@ -49,6 +49,36 @@ int hw_decode(invocation &);   // hw_decode.cpp
 int reg_blocks(invocation &);  // register_commands.cpp
 int reg_show(invocation &);
 int reg_find(invocation &);
+int sn_add(invocation &);  // node_commands.cpp
+int sn_replace(invocation &);
+int sn_show(invocation &);
+int sn_delete(invocation &);
+int sng_add(invocation &);
+int sng_replace(invocation &);
+int sng_show(invocation &);
+int sng_delete(invocation &);
+int sng_dist_add(invocation &);
+int sng_dist_replace(invocation &);
+int sng_dist_show(invocation &);
+int sng_dist_delete(invocation &);
+int sc_add(invocation &);  // context_commands.cpp
+int sc_replace(invocation &);
+int sc_show(invocation &);
+int sc_delete(invocation &);
+int scg_add(invocation &);
+int scg_replace(invocation &);
+int scg_show(invocation &);
+int scg_delete(invocation &);
+int wccp_add(invocation &);  // wccp_commands.cpp
+int wccp_replace(invocation &);
+int wccp_show(invocation &);
+int wccp_delete(invocation &);
+int wccp_mtu(invocation &);
+int flow_trace(invocation &);  // flow_commands.cpp
+int flow_dump(invocation &);
+int flow_dist(invocation &);
+int flow_swap(invocation &);
+int flow_frames(invocation &);
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 

@@ -19,6 +19,7 @@ struct as_text {
 
 struct as_fact : as_text {
     using as_text::operator();
+    std::string operator()(std::monostate) const { return "none"; }
     std::string operator()(uint64_t number) const { return grouped(number); }
 };
 
