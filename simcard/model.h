@@ -22,7 +22,7 @@ struct traffic_setting {
 // What the card is made of, as the command line gives it.
 struct card_configuration {
     uint32_t tcam_entries = 65536;
-    traffic_setting traffic;
+    traffic_setting traffic = {};
 };
 
 // A request whose size is right: at least one record, and all of them there.

@@ -23,6 +23,7 @@ constexpr command rows[] = {
     {"card status", card_status, "", "tell how the simulated card is"},
     {"card fault", card_fault, "KIND [--count COUNT] [--component NAME] [--value VALUE] [--seed SEED]",
      "make the simulated card misbehave; none ends it"},
+    {"card traffic", card_traffic, "[RATE|frozen] [--advance MS]", "show or set the traffic that moves the simulated card's counters"},
     {"card reset", card_reset, "", "put the simulated card back to its state at start"},
     {"log follow", log_follow, "[--process P] [--tag T] [--text X] [--count N] [--socket BASE]", "watch what processes log, live"},
     {"log level", log_level, "[N] [--special] [--socket BASE]", "show or set the level up to which processes log"},
