@@ -132,8 +132,9 @@ int card_traffic(invocation &call) {
     uint32_t advance_ms = 0;
     call.text("[RATE|frozen]", rate, "packets a second offered to each port that is up, 0 to 100000000, or frozen");
     call.number("--advance MS", advance_ms, 1, NPRM_SIMCARD_ADVANCE_MS_MAX, "let so many milliseconds of traffic pass at once");
-    call.notes("Without arguments: the setting now.  A rate lets traffic run again; frozen counters move with --advance alone.\n"
-               "Example: nprmctl card traffic frozen --advance 1000\n");
+    call.notes(
+        "Without arguments: the setting now.  A rate lets traffic run again; frozen counters move with --advance alone.\n"
+        "Example: nprmctl card traffic frozen --advance 1000\n");
     call.parse();
     ordered_json request = {{"command", "traffic"}};
     if (rate == "frozen") {

@@ -39,7 +39,7 @@ std::string name_of_file(const std::string &path) {
     return path == "-" ? "standard input" : path;
 }
 
-std::string read_text(const std::string &path) {
+std::string read_bytes(const std::string &path) {
     struct closer {
         void operator()(FILE *file) const {
             if (file != stdin) std::fclose(file);
@@ -54,6 +54,11 @@ std::string read_text(const std::string &path) {
         if (text.size() > file_bytes_max) throw unreadable(path, "it is larger than " + grouped(file_bytes_max) + " bytes");
     }
     if (std::ferror(file.get()) != 0) throw unreadable(path, std::strerror(errno));
+    return text;
+}
+
+std::string read_text(const std::string &path) {
+    std::string text = read_bytes(path);
     constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
     if (text.starts_with(byte_order_mark)) text.erase(0, byte_order_mark.size());
     return text;
