@@ -140,7 +140,12 @@ int card_traffic(invocation &call) {
     if (rate == "frozen") {
         request["frozen"] = true;
     } else if (!rate.empty()) {
-        request["rate"] = number_argument("RATE", rate, 0, NPRM_SIMCARD_TRAFFIC_MAX);
+        const auto number = decimal<uint32_t>(rate);
+        if (!number || *number > NPRM_SIMCARD_TRAFFIC_MAX)
+            throw usage_error("RATE is " + in_quotes(rate) + ", it must be frozen or a number from 0 to " +
+                                  std::to_string(NPRM_SIMCARD_TRAFFIC_MAX),
+                              usage_of(call.row()));
+        request["rate"] = *number;
         request["frozen"] = false;
     }
     if (call.given("--advance")) request["advance_ms"] = advance_ms;

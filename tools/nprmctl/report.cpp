@@ -15,7 +15,8 @@ namespace {
 std::string rounded(const decimal_value &value) {
     char text[64];
     std::snprintf(text, sizeof text, "%.*f", value.digits, value.number);
-    return text;
+    const bool is_zero = std::strtod(text, nullptr) == 0;
+    return is_zero && text[0] == '-' ? text + 1 : text;  // no "-0.0"
 }
 
 struct as_text {
