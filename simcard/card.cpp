@@ -9,11 +9,13 @@ card::card(const card_configuration &configuration) : configuration_(configurati
 void card::reset() {
     faults.clear();
     acknowledge_only = false;
+    traffic = configuration_.traffic;
     for (const component_row &component : served_components())
         component.model->reset(configuration_);
 }
 
-void card::advance(const traffic_step &step) {
+void card::advance(std::chrono::microseconds time) {
+    const traffic_step step = {static_cast<uint64_t>(time.count()), traffic.packets_per_second};
     for (const component_row &component : served_components())
         if (component.model->advance != nullptr) component.model->advance(step);
 }

@@ -3,6 +3,7 @@
 #define SIMCARD_CARD_H
 
 #include <array>
+#include <chrono>
 
 #include "dispatch.h"
 #include "faults.h"
@@ -14,8 +15,8 @@ class card {
     // Ends all faults and acknowledge-only, and puts every model back to its state at start.
     void reset();
 
-    // Lets traffic run in every model.
-    void advance(const traffic_step &step);
+    // Lets traffic run in every model for so long, frozen or not.
+    void advance(std::chrono::microseconds time);
 
     // Serves a request, or acknowledges it, and counts it.
     dispatcher::answer serve(const component_row &component, std::span<const std::byte> message,
@@ -28,6 +29,7 @@ class card {
 
     fault_set faults;
     bool acknowledge_only = false;
+    traffic_setting traffic;
 
   private:
     card_configuration configuration_;

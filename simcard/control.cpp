@@ -112,6 +112,24 @@ json set_acknowledge_only(card &card, const server_view &, const json &request) 
     return done();
 }
 
+json describe_traffic(const card &card) {
+    return {{"rate", card.traffic.packets_per_second}, {"frozen", card.traffic.frozen}};
+}
+
+json steer_traffic(card &card, const server_view &, const json &request) {
+    allow_members(request, {"rate", "frozen", "advance_ms"});
+    const auto rate = number_member(request, "rate", 0, NPRM_SIMCARD_TRAFFIC_MAX);
+    const auto advance_ms = number_member(request, "advance_ms", 0, NPRM_SIMCARD_ADVANCE_MS_MAX);
+    const auto frozen = request.find("frozen");
+    if (frozen != request.end() && !frozen->is_boolean()) throw refusal("\"frozen\" is true or false");
+    if (rate) card.traffic.packets_per_second = *rate;
+    if (frozen != request.end()) card.traffic.frozen = frozen->get<bool>();
+    if (advance_ms) card.advance(std::chrono::milliseconds(*advance_ms));
+    json answer = done();
+    answer["traffic"] = describe_traffic(card);
+    return answer;
+}
+
 json reset(card &card, const server_view &, const json &request) {
     allow_members(request, {});
     card.reset();
@@ -172,6 +190,7 @@ json tell_status(card &card, const server_view &server, const json &request) {
             {"ready", server.ready},
             {"segment_removed", server.segment_removed},
             {"acknowledge_only", card.acknowledge_only},
+            {"traffic", describe_traffic(card)},
             {"connections", server.transport.connections},
             {"requests", server.transport.requests},
             {"replies", server.transport.replies},
@@ -188,7 +207,8 @@ struct control_command {
     json (*run)(card &, const server_view &, const json &request);
 };
 constexpr control_command commands[] = {
-    {"status", tell_status}, {"fault", add_fault}, {"acknowledge-only", set_acknowledge_only}, {"reset", reset}, {"ask", ask_model},
+    {"status", tell_status}, {"fault", add_fault},       {"acknowledge-only", set_acknowledge_only},
+    {"reset", reset},        {"traffic", steer_traffic}, {"ask", ask_model},
 };
 
 json run(card &card, const server_view &server, std::string_view text) {

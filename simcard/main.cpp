@@ -1,6 +1,7 @@
 // nprm-simcard: a simulated line card, which serves clients of the NPRM library on this machine.
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
@@ -14,6 +15,7 @@
 
 #include "platform/local/ruv_local.h"
 
+#include "nprm_simcard.h"
 #include "server.h"
 
 namespace {
@@ -37,6 +39,20 @@ struct command_line {
     bool quiet = false;
 };
 
+traffic_setting traffic_of(const std::string &text) {
+    traffic_setting traffic;
+    if (text == "frozen") {
+        traffic.frozen = true;
+        return traffic;
+    }
+    const char *end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, traffic.packets_per_second);
+    if (error != std::errc{} || stopped != end || traffic.packets_per_second > NPRM_SIMCARD_TRAFFIC_MAX)
+        throw CLI::ValidationError(
+            "--traffic", "\"" + text + "\" is neither frozen nor a number from 0 to " + std::to_string(NPRM_SIMCARD_TRAFFIC_MAX));
+    return traffic;
+}
+
 std::string default_directory() {
     char path[4096];
     return ruv_local_directory(path, sizeof path) == 0 ? path : "";
@@ -51,6 +67,10 @@ void add_options(CLI::App &app, command_line &chosen) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(1U, tcam_entries_max));
+    app.add_option_function<std::string>(
+           "--traffic", [&chosen](const std::string &text) { chosen.server.card.traffic = traffic_of(text); },
+           "packets a second offered to each port that is up, or frozen: counters stand still (default: 10000)")
+        ->type_name("N|frozen");
     app.add_flag("--acknowledge-only", chosen.server.acknowledge_only,
                  "answer every request with result 0 without running the models");
     app.add_flag("--remove-segments", chosen.server.remove_segments, "remove the shared segment at exit");

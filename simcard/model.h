@@ -13,9 +13,16 @@
 #include "api/frame/nprm_result.h"
 #include "api/wire/nprm_message.h"
 
+// The traffic that the card sees.
+struct traffic_setting {
+    uint32_t packets_per_second = 10'000;  // offered to each port that is up
+    bool frozen = false;                   // time stands still for counters; only advances by hand move them
+};
+
 // What the card is made of, as the command line gives it.
 struct card_configuration {
     uint32_t tcam_entries = 65536;
+    traffic_setting traffic = {};
 };
 
 // A request whose size is right: at least one record, and all of them there.
@@ -108,6 +115,7 @@ struct component_model {
     nlohmann::json (*ask)(const nlohmann::json &question) = nullptr;
 };
 
+extern const component_model mac_model;
 extern const component_model tcam_model;
 extern const component_model cmm_model;
 extern const component_model fdm_model;

@@ -11,6 +11,7 @@
 
 namespace {
 
+constexpr std::chrono::milliseconds traffic_period{100};
 constexpr size_t delayed_replies_max = 1024;  // 64 MiB at most; what is above is lost
 
 std::vector<std::byte> datagram_of(const delivery &message) {
@@ -43,6 +44,20 @@ void card_server::listen() {
     control_.listen(options_.directory);
     segment_.emplace();
     publish_readiness();
+    let_traffic_run();
+}
+
+// One timer is under way while traffic runs, none while it is frozen.
+void card_server::let_traffic_run() {
+    if (traffic_runs_since_ || card_.traffic.frozen) return;
+    traffic_runs_since_ = timer_queue::clock::now();
+    timers_.after(traffic_period, [this] {
+        const auto since = *traffic_runs_since_;
+        traffic_runs_since_.reset();
+        if (card_.traffic.frozen) return;
+        card_.advance(std::chrono::duration_cast<std::chrono::microseconds>(timer_queue::clock::now() - since));
+        let_traffic_run();
+    });
 }
 
 void card_server::run(int stop_signals) {
@@ -77,7 +92,8 @@ void card_server::deliver_with_faults(const component_row &component, const ruv_
     publish_readiness();
     if (message.is_lost) return;
     if (message.delay.count() == 0) return send(message, request.peer);
-    if (timers_.size() >= delayed_replies_max) return;
+    const size_t held = timers_.size() - (traffic_runs_since_ ? 1 : 0);
+    if (held >= delayed_replies_max) return;
     timers_.after(message.delay, [this, message, peer = request.peer] { send(message, peer); });
 }
 
@@ -100,6 +116,7 @@ std::string card_server::control(std::string_view request) {
                               trace_.dropped()};
     std::string answer = answer_control(card_, view, request);
     publish_readiness();
+    let_traffic_run();
     return answer;
 }
 

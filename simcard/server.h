@@ -40,6 +40,7 @@ class card_server {
     void trace(const component_row &component, size_t request_bytes, const dispatcher::answer &answer);
     std::string control(std::string_view request);
     void publish_readiness();
+    void let_traffic_run();
 
     server_options options_;
     card card_;
@@ -47,6 +48,7 @@ class card_server {
     control_socket control_;
     std::optional<status_segment> segment_;
     timer_queue timers_;
+    std::optional<timer_queue::clock::time_point> traffic_runs_since_;  // until then the models have advanced; none while frozen
     trace_output trace_;
 };
 

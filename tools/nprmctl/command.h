@@ -34,6 +34,7 @@ int tcam_compare(invocation &);
 int card_status(invocation &);  // card_commands.cpp
 int card_fault(invocation &);
 int card_reset(invocation &);
+int card_traffic(invocation &);
 int log_follow(invocation &);  // log_follow.cpp
 int log_level(invocation &);   // log_commands.cpp
 int log_filter(invocation &);
@@ -79,6 +80,12 @@ int flow_dump(invocation &);
 int flow_dist(invocation &);
 int flow_swap(invocation &);
 int flow_frames(invocation &);
+int port_show(invocation &);  // port_commands.cpp
+int port_set(invocation &);
+int port_counters(invocation &);
+int port_led(invocation &);
+int sfp_show(invocation &);  // sfp_commands.cpp
+int sfp_raw(invocation &);
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 
