@@ -12,7 +12,7 @@ constexpr command rows[] = {
     {"tcam create", tcam_create, "SIZE", "make a list of SIZE entries"},
     {"tcam delete", tcam_delete, "LIST", "delete a list with its entries"},
     {"tcam space", tcam_space, "", "tell how many entries are free"},
-    {"tcam load", tcam_load, "LIST|new FILE", "put the rules of FILE into a list, in place of what it holds"},
+    {"tcam load", tcam_load, "LIST|new FILE [--dry-run]", "put the rules of FILE into a list, in place of what it holds"},
     {"tcam show", tcam_show, "LIST [--from POSITION] [--count COUNT] [--policy]", "show a list's entries as rules"},
     {"tcam compare", tcam_compare, "LIST FILE", "read a list back and compare it with the rules of FILE"},
     {"tcam lookup", tcam_lookup, "LIST KEY... [--rules FILE] [--policy]", "which rule of a list decides about a packet"},
