@@ -23,6 +23,7 @@ struct traffic_setting {
 struct card_configuration {
     uint32_t tcam_entries = 65536;
     traffic_setting traffic = {};
+    uint32_t fib_prefixes = 2000000;
 };
 
 // A request whose size is right: at least one record, and all of them there.
@@ -120,5 +121,6 @@ extern const component_model tcam_model;
 extern const component_model cmm_model;
 extern const component_model fdm_model;
 extern const component_model wccp_model;
+extern const component_model if_model;
 
 #endif

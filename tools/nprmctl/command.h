@@ -86,6 +86,12 @@ int port_counters(invocation &);
 int port_led(invocation &);
 int sfp_show(invocation &);  // sfp_commands.cpp
 int sfp_raw(invocation &);
+int fib_add(invocation &);  // fib_commands.cpp
+int fib_delete(invocation &);
+int fib_look_up(invocation &);
+int fib_generate(invocation &);  // fib_table.cpp
+int fib_bench(invocation &);
+int fib_load(invocation &);          // fib_load.cpp
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 

@@ -51,6 +51,8 @@ std::string json_of(const failure &problem) {
     }
     if (!problem.detail.empty()) error["detail"] = problem.detail;
     if (!problem.next.empty()) error["next"] = problem.next;
+    for (const auto &[name, value] : problem.numbers)
+        error[name] = value;
     if (!problem.errors.empty()) {
         error["file"] = problem.file;
         for (const text_error &at : problem.errors)

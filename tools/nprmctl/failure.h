@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 enum exit_status { exit_done = 0, exit_refused = 1, exit_usage = 2 };
@@ -19,6 +20,7 @@ struct failure {
     std::string detail;            // the library's own words; may be empty
     std::string file;              // a file with errors, and where they are
     std::vector<text_error> errors;
+    std::vector<std::pair<const char *, uint64_t>> numbers = {};  // for programs
 };
 
 // Refused, in words of our own.

@@ -2,33 +2,13 @@
 
 #include "failure.h"
 #include "invocation.h"
+#include "progress.h"
 #include "rule_file.h"
 #include "server.h"
 #include "tcam_arguments.h"
 #include "tcam_entries.h"
 
-#include <unistd.h>
-
 namespace {
-
-// One line on a terminal's standard error that counts up, and is gone at the end.
-class progress_line {
-  public:
-    progress_line(const invocation &call, size_t all) : all_(all), is_shown_(!call.json() && isatty(STDERR_FILENO) != 0) {}
-    ~progress_line() {
-        if (is_shown_) std::fputs("\r\033[K", stderr);
-    }
-    progress_line(const progress_line &) = delete;
-    progress_line &operator=(const progress_line &) = delete;
-
-    void show(size_t done) const {
-        if (is_shown_) std::fprintf(stderr, "\r%s of %s entries", grouped(done).c_str(), grouped(all_).c_str());
-    }
-
-  private:
-    size_t all_;
-    bool is_shown_;
-};
 
 std::string text_of(const acl_entry &entry) {
     const std::string fields =
@@ -96,7 +76,7 @@ std::vector<difference> differences(std::span<const placed_rule> on_card, std::s
 
 // Writes the file's entries over the list's, in steps, so that a failure tells how far it came.
 void write_all(const invocation &call, uint32_t list, std::span<const acl_entry> entries) {
-    const progress_line progress(call, entries.size());
+    progress_line progress(call, entries.size(), "entries");
     size_t done = 0;
     try {
         send_entries<acl_form>(list, 0, entries, acl_form::write, " not written", NPRM_TCAM_ENTRIES_MAX, [&](size_t now) {
@@ -178,12 +158,39 @@ uint32_t existing_list(const invocation &call, const std::string &target) {
                       usage_of(call.row()));
 }
 
+// The messages that carry the entries; what else a load sends depends on the list.
+int tell_messages(const invocation &call, uint32_t count) {
+    constexpr uint32_t most = NPRM_TCAM_ENTRIES_MAX;
+    const auto bytes_of = [](uint64_t entries) {
+        return sizeof(nprm_message_header) + (NPRM_TCAM_HEAD_UNITS + entries) * NPRM_RECORD_BYTES_TCAM;
+    };
+    const uint64_t full = count / most, rest = count % most, messages = full + (rest != 0 ? 1 : 0);
+    const uint64_t bytes = full * bytes_of(most) + (rest != 0 ? bytes_of(rest) : 0);
+    report told;
+    told.sentence(counted(count, "entry", "entries") + " would go out in " + counted(messages, "message", "messages") + " of " +
+                  grouped(bytes) + " bytes together, in this order, and be read back; nothing was sent");
+    told.fact("entries", nullptr, uint64_t{count});
+    told.fact("messages", nullptr, messages);
+    told.fact("bytes", nullptr, bytes);
+    told.table("order", {{"messages", "messages"},
+                         {"entries", "entries each"},
+                         {"bytes", "bytes each"},
+                         {"first_position", "from position"},
+                         {"last_position", "to position"}});
+    if (full != 0) told.row({full, uint64_t{most}, bytes_of(most), uint64_t{0}, full * most - 1});
+    if (rest != 0) told.row({uint64_t{1}, rest, bytes_of(rest), full * most, uint64_t{count} - 1});
+    call.print(told);
+    return exit_done;
+}
+
 }  // namespace
 
 int tcam_load(invocation &call) {
     std::string target, path;
+    bool dry_run = false;
     call.text("LIST", target, "the list's number, or new to make one of the size that is needed");
     call.text("FILE", path, "access list, or - for standard input");
+    call.flag("--dry-run", dry_run, "tell messages, bytes and order, and send nothing");
     call.notes(rule_file_notes);
     call.parse();
     const bool is_new = target == "new";
@@ -191,6 +198,7 @@ int tcam_load(invocation &call) {
     if (!is_new) list = existing_list(call, target);
     const rule_file file = read_rules(path);
     const auto count = static_cast<uint32_t>(file.entries.size());
+    if (dry_run) return tell_messages(call, count);
     connect_to_server(call);
     if (is_new) list = create_list(count);
     const uint32_t size = is_new ? count : size_of_list(list);

@@ -52,18 +52,22 @@ void word_reader::fail_at(uint32_t column, std::string message) {
     errors_.push_back({number_, column, std::move(message), std::string(line_)});
 }
 
+void one_line(std::string_view content, uint32_t number, std::vector<text_error> &errors,
+              const std::function<void(word_reader &)> &line) {
+    if (content.ends_with('\r')) content.remove_suffix(1);
+    word_reader words(content, number, errors);
+    if (const size_t lone = content.find('\r'); lone != std::string_view::npos)
+        words.fail_at(static_cast<uint32_t>(lone + 1), "the line ends in a carriage return alone: end lines with a line feed");
+    else if (!words.at_end())
+        line(words);
+}
+
 void each_line(std::string_view text, std::vector<text_error> &errors, const std::function<void(word_reader &)> &line) {
     for (uint32_t number = 1; !text.empty(); ++number) {
         const size_t end = std::min(text.find('\n'), text.size());
-        std::string_view content = text.substr(0, end);
+        const std::string_view content = text.substr(0, end);
         text.remove_prefix(std::min(end + 1, text.size()));
-        if (content.ends_with('\r')) content.remove_suffix(1);
-        word_reader words(content, number, errors);
-        if (const size_t lone = content.find('\r'); lone != std::string_view::npos) {
-            words.fail_at(static_cast<uint32_t>(lone + 1), "the line ends in a carriage return alone: end lines with a line feed");
-            continue;
-        }
-        if (!words.at_end()) line(words);
+        one_line(content, number, errors, line);
     }
 }
 

@@ -40,7 +40,10 @@ class word_reader {
     std::vector<text_error> &errors_;
 };
 
-// Hands each line that has words to `line`.
+// Hands the line to `line` when it has words.   content: without its line feed
+void one_line(std::string_view content, uint32_t number, std::vector<text_error> &errors,
+              const std::function<void(word_reader &)> &line);
+// The same with each line of a text.
 void each_line(std::string_view text, std::vector<text_error> &errors, const std::function<void(word_reader &)> &line);
 
 // A number written in decimal digits and nothing else.
