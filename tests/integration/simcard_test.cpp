@@ -62,8 +62,8 @@ TEST_F(Simcard, AnswersEveryComponentWithoutModelWithUnsupported) {
     const struct {
         const char *opcode;
         size_t record_bytes;
-    } components[] = {{"190484", 38},  {"190485", 268},  {"190486", 80}, {"190487", 35},
-                      {"190489", 788}, {"190490", 9612}, {"190493", 40}, {"190502", 296}};
+    } components[] = {{"190484", 38},   {"190486", 80}, {"190487", 35}, {"190489", 788},
+                      {"190490", 9612}, {"190493", 40}, {"190502", 296}};
     for (const auto &component : components) {
         frame message(8 + 2 * component.record_bytes, 0);
         put32(message, 4, 2);
