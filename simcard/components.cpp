@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr const component_model *models[] = {&mac_model, &fdm_model, &if_model,  &cmm_model,
+constexpr const component_model *models[] = {&mac_model, &fdm_model,  &if_model,   &cmm_model,
                                              &npa_model, &tcam_model, &wccp_model, &npdebug_model};
 
 void keep_nothing(const card_configuration &) {}

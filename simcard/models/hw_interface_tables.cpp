@@ -29,9 +29,8 @@ const interface_state *find(uint32_t id) {
 
 // A port channel's address in the table of groups: how many there are before it.
 uint32_t group_of_channel(uint32_t id) {
-    return static_cast<uint32_t>(std::ranges::count_if(interfaces().interfaces, [&](const auto &one) {
-        return one.first < id && one.second.kind == NPRM_IF_PORT_CHANNEL;
-    }));
+    return static_cast<uint32_t>(std::ranges::count_if(
+        interfaces().interfaces, [&](const auto &one) { return one.first < id && one.second.kind == NPRM_IF_PORT_CHANNEL; }));
 }
 
 // The fields that both directions have.

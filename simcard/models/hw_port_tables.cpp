@@ -75,7 +75,8 @@ void put(hw_entry &entry, uint32_t offset, uint64_t value, size_t bytes) {
     entry.set_bytes(offset, {reinterpret_cast<const uint8_t *>(&value), bytes});
 }
 
-// The status is a line of its own kind and not made of named fields alone: link, speed, received and sent packets with their errors.
+// The status is a line of its own kind and not made of named fields alone: link, speed, received and sent packets with their
+// errors.
 bool read_port_status(uint32_t address, hw_entry &entry) {
     const port_state &port = ports()[address];
     const packet_totals received = totals_of(port.received - port.received_at_clear, port);

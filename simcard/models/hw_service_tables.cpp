@@ -84,7 +84,8 @@ std::vector<host> all_hosts() {
     return found;
 }
 
-constexpr uint32_t hosts_max = card_ports + 3 * NPRM_IF_MAX + 2 * (NPRM_SERVICE_NODES_MAX + NPRM_SERVICE_CONTEXTS_MAX) + NPRM_SERVICE_WCCP_MAX;
+constexpr uint32_t hosts_max =
+    card_ports + 3 * NPRM_IF_MAX + 2 * (NPRM_SERVICE_NODES_MAX + NPRM_SERVICE_CONTEXTS_MAX) + NPRM_SERVICE_WCCP_MAX;
 
 uint32_t host_capacity() {
     return hosts_max;
@@ -221,8 +222,7 @@ bool read_encapsulation(uint32_t address, hw_entry &entry) {
     const auto found = wccp().entries.find(static_cast<uint8_t>(address - first_wccp));
     if (found == wccp().entries.end()) return false;
     const nprm_wccp_entry &of = found->second;
-    const bool has_ip =
-        (of.flags & NPRM_WCCP_MAC_FLAG) == 0 && (of.flags & (NPRM_WCCP_IPV4_FLAG | NPRM_WCCP_IPV6_FLAG)) != 0;
+    const bool has_ip = (of.flags & NPRM_WCCP_MAC_FLAG) == 0 && (of.flags & (NPRM_WCCP_IPV4_FLAG | NPRM_WCCP_IPV6_FLAG)) != 0;
     return has_ip && put_encapsulation(entry, "cb0.wccp", of.address_a, (of.flags & NPRM_WCCP_IPV4_FLAG) != 0);
 }
 

@@ -223,7 +223,8 @@ uint32_t capture_search_engine(const model_request &from, model_reply &) {
     if (length == 0 || length == sizeof asked.text) return NPRM_ERROR_PARAM;
     ++made.search_engine;
     made.last_name.assign(asked.text, length);
-    std::ranges::replace_if(made.last_name, [](char one) { return one < ' ' || one > '~'; }, '.');  // as JSON takes it
+    std::ranges::replace_if(
+        made.last_name, [](char one) { return one < ' ' || one > '~'; }, '.');  // as JSON takes it
     return NPRM_OK;
 }
 

@@ -29,12 +29,9 @@ TEST_F(NprmctlHw, ListsTheCardsTables) {
     EXPECT_THAT(done({"hw", "tables"}), AllOf(StartsWith("table  name "), HasSubstr("\n   11  FIB Entry  ")));
     const json tables = done_json({"hw", "tables"}).at("tables");
     EXPECT_EQ(tables.size(), 26U);
-    EXPECT_EQ(tables[0], json({{"table", 1},
-                               {"name", "Port Config RAM"},
-                               {"layout", 1},
-                               {"entry_bytes", 16},
-                               {"addresses", 16},
-                               {"used", 16}}));
+    EXPECT_EQ(
+        tables[0],
+        json({{"table", 1}, {"name", "Port Config RAM"}, {"layout", 1}, {"entry_bytes", 16}, {"addresses", 16}, {"used", 16}}));
     EXPECT_EQ(tables.back().at("layout"), nullptr);
 }
 
@@ -113,7 +110,8 @@ TEST_F(NprmctlHw, ShowsWhatPortsDo) {
 }
 
 TEST_F(NprmctlHw, PrintsAPortsSram) {
-    EXPECT_THAT(done({"sram", "3"}), AllOf(HasSubstr("Port=3  Port Config SRAM"), HasSubstr("\n  Mapped port number         8    0x3\n")));
+    EXPECT_THAT(done({"sram", "3"}),
+                AllOf(HasSubstr("Port=3  Port Config SRAM"), HasSubstr("\n  Mapped port number         8    0x3\n")));
     EXPECT_EQ(done({"sram", "3", "--raw"}), "00000001 00000000 00000303 80000000\n");
     EXPECT_EQ(done_json({"sram", "3"}).at("fields").at("mapped_port"), 3);
     EXPECT_THAT(run_nprmctl({"sram", "16"}).errors, HasSubstr("the SRAM of port 16 was not read: NPRM_ERROR_PARAM (3)"));
@@ -124,8 +122,8 @@ TEST_F(NprmctlHw, TellsOfTheTrafficManager) {
               json({{"came", 0}, {"forwarded", 0}, {"dropped", 0}, {"waiting", 0}, {"free_buffers", 65536}}));
     let_run(1000);
     const json totals = done_json({"tm", "stats"}), queue = done_json({"tm", "queue", "7"});
-    EXPECT_EQ(totals.at("came"), totals.at("forwarded").get<uint32_t>() + totals.at("dropped").get<uint32_t>() +
-                                     totals.at("waiting").get<uint32_t>());
+    EXPECT_EQ(totals.at("came"),
+              totals.at("forwarded").get<uint32_t>() + totals.at("dropped").get<uint32_t>() + totals.at("waiting").get<uint32_t>());
     EXPECT_GT(queue.at("came"), 0);
     EXPECT_THAT(done({"tm", "queue", "7"}), StartsWith("queue            7\npackets waiting  "));
     EXPECT_EQ(run_nprmctl({"tm", "queue", "128"}).status, 1);
@@ -171,9 +169,14 @@ TEST_F(NprmctlHw, HasTheCardWriteAndCapture) {
 // Damaged replies: a command ends by itself with an exit status, whatever came.
 TEST_F(NprmctlHw, EndsWithAnErrorWhenRepliesAreCut) {
     add_routes();
-    const strings commands[] = {{"hw", "get", "5"},     {"hw", "search", "5", "cb0.valid=1"}, {"hw", "lookup", "5", "1"},
-                                {"reg", "show", "34"}, {"tm", "queue", "1"},                 {"tm", "stats"},
-                                {"sram", "1"},         {"npdebug", "init", "1"}};
+    const strings commands[] = {{"hw", "get", "5"},
+                                {"hw", "search", "5", "cb0.valid=1"},
+                                {"hw", "lookup", "5", "1"},
+                                {"reg", "show", "34"},
+                                {"tm", "queue", "1"},
+                                {"tm", "stats"},
+                                {"sram", "1"},
+                                {"npdebug", "init", "1"}};
     for (const strings &command : commands)
         for (const uint32_t left : {0U, 4U, 8U, 11U}) {
             fault({{"kind", "truncate"}, {"value", left}});

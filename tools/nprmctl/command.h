@@ -91,7 +91,7 @@ int fib_delete(invocation &);
 int fib_look_up(invocation &);
 int fib_generate(invocation &);  // fib_table.cpp
 int fib_bench(invocation &);
-int fib_load(invocation &);          // fib_load.cpp
+int fib_load(invocation &);   // fib_load.cpp
 int hw_tables(invocation &);  // hw_commands.cpp
 int hw_summary(invocation &);
 int hw_get(invocation &);
@@ -103,8 +103,8 @@ int tm_queue(invocation &);
 int tm_stats(invocation &);
 int npdebug_init(invocation &);
 int npdebug_request(invocation &);
-int show_port_sram(invocation &);  // port_sram.cpp
-int reg_watch(invocation &);       // register_watch.cpp
+int show_port_sram(invocation &);    // port_sram.cpp
+int reg_watch(invocation &);         // register_watch.cpp
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 

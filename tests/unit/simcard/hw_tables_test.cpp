@@ -184,7 +184,7 @@ TEST_F(HwTables, ShowServiceNodesTheirHeadersAndTheirDistribution) {
 
 TEST_F(HwTables, ShowMasksAsWideAsTheirKeys) {
     add_node(4, 0xC0000201);
-    expect_field(printed(decode_tcam_mask, 7, 0), "mask", 144, "ffffffffffffffff00000000000000000000");  // a port's MAC address
+    expect_field(printed(decode_tcam_mask, 7, 0), "mask", 144, "ffffffffffffffff00000000000000000000");   // a port's MAC address
     expect_field(printed(decode_tcam_mask, 7, 16), "mask", 144, "ff00ffffffff000000000000000000000000");  // an IPv4 address
 }
 

@@ -205,11 +205,11 @@ TEST_F(Npa, ReadsAPortsSram) {
     make_interface(0x102, 0x10, 5);
     const message reply = ask(selector(7, 5));
     ASSERT_EQ(reply.size(), 796U);
-    EXPECT_EQ(reply.at(16), 0x25);      // port, dump ACL and policy enabled
-    EXPECT_EQ(reply.at(17), 3);         // the dump ACL's list
-    EXPECT_EQ(reply.at(20), 9);         // the policy's
-    EXPECT_EQ(reply.at(24), 5);         // mapped port
-    EXPECT_EQ(reply.at(26), 0x02);      // the interface's handle
+    EXPECT_EQ(reply.at(16), 0x25);  // port, dump ACL and policy enabled
+    EXPECT_EQ(reply.at(17), 3);     // the dump ACL's list
+    EXPECT_EQ(reply.at(20), 9);     // the policy's
+    EXPECT_EQ(reply.at(24), 5);     // mapped port
+    EXPECT_EQ(reply.at(26), 0x02);  // the interface's handle
     EXPECT_EQ(reply.at(27), 0x01);
     switch_lookup(0, 0, 3);
     EXPECT_EQ(ask(selector(7, 5)).at(16), 0x21);
