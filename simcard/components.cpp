@@ -12,9 +12,7 @@
 
 namespace {
 
-constexpr const component_model *models[] = {&tcam_model, &cmm_model, &fdm_model, &wccp_model};
-constexpr const component_model *models[] = {&mac_model, &tcam_model};
-constexpr const component_model *models[] = {&tcam_model, &if_model};
+constexpr const component_model *models[] = {&mac_model, &tcam_model, &if_model, &cmm_model, &fdm_model, &wccp_model};
 
 void keep_nothing(const card_configuration &) {}
 nlohmann::json describe_nothing() {

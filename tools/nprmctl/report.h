@@ -14,6 +14,8 @@ struct decimal_value {
     double number;
     uint8_t digits;  // behind the point
     std::string unit;
+
+    bool operator==(const decimal_value &) const = default;
 };
 
 // monostate: empty text, JSON null

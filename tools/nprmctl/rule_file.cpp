@@ -18,35 +18,6 @@ void check_count(const std::string &path, size_t count) {
 
 }  // namespace
 
-std::string name_of_file(const std::string &path) {
-    return path == "-" ? "standard input" : path;
-}
-
-std::string read_bytes(const std::string &path) {
-    struct closer {
-        void operator()(FILE *file) const {
-            if (file != stdin) std::fclose(file);
-        }
-    };
-    const std::unique_ptr<FILE, closer> file(path == "-" ? stdin : std::fopen(path.c_str(), "re"));
-    if (!file) throw unreadable(path, std::strerror(errno));
-    std::string text;
-    char part[65536];
-    while (const size_t bytes = std::fread(part, 1, sizeof part, file.get())) {
-        text.append(part, bytes);
-        if (text.size() > file_bytes_max) throw unreadable(path, "it is larger than " + grouped(file_bytes_max) + " bytes");
-    }
-    if (std::ferror(file.get()) != 0) throw unreadable(path, std::strerror(errno));
-    return text;
-}
-
-std::string read_text(const std::string &path) {
-    std::string text = read_bytes(path);
-    constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-    if (text.starts_with(byte_order_mark)) text.erase(0, byte_order_mark.size());
-    return text;
-}
-
 std::string line_of(const std::string &text, uint32_t number) {
     size_t begin = 0;
     for (uint32_t line = 1; line < number; ++line) {

@@ -19,11 +19,6 @@ struct rule_file {
 rule_file read_rules(const std::string &path);
 std::vector<policy_entry> read_policy(const std::string &path);
 
-// As messages name it: "-" is standard input.
-std::string name_of_file(const std::string &path);
-// The file's bytes, all of them or without a byte order mark in front.
-std::string read_bytes(const std::string &path);
-std::string read_text(const std::string &path);
 // Line `number` of a text, without its end; empty when there is none.
 std::string line_of(const std::string &text, uint32_t number);
 

@@ -1,10 +1,10 @@
 // sfp show, raw: what a port's module tells of itself and measures, decoded or as bytes.
 
 #include "failure.h"
+#include "input_file.h"
 #include "invocation.h"
 #include "nprm.h"
 #include "port_text.h"
-#include "rule_file.h"
 #include "server.h"
 #include "sfp_decode.h"
 
@@ -31,7 +31,7 @@ memory_bytes read_monitoring(uint32_t port) {
 }
 
 memory_bytes read_image(const std::string &path) {
-    const std::string content = read_bytes(path);
+    const std::string content = read_bytes(path, 2 * sfp_memory_bytes, "a module's memory");
     if (content.size() != sfp_memory_bytes)
         throw refused(name_of_file(path) + " has " + counted(content.size(), "byte", "bytes") + "; a module's memory has 256",
                       "nprmctl sfp raw PORT --binary > FILE makes one");
