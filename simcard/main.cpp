@@ -68,14 +68,14 @@ void add_options(CLI::App &app, command_line &chosen) {
         ->type_name("N")
         ->capture_default_str()
         ->check(CLI::Range(1U, tcam_entries_max));
-    app.add_option("--fib-prefixes", chosen.server.card.fib_prefixes, "the FIB's capacity, IPv4 and IPv6 together")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(1U, fib_prefixes_max));
     app.add_option_function<std::string>(
            "--traffic", [&chosen](const std::string &text) { chosen.server.card.traffic = traffic_of(text); },
            "packets a second offered to each port that is up, or frozen: counters stand still (default: 10000)")
         ->type_name("N|frozen");
+    app.add_option("--fib-prefixes", chosen.server.card.fib_prefixes, "the FIB's capacity, IPv4 and IPv6 together")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(1U, fib_prefixes_max));
     app.add_flag("--acknowledge-only", chosen.server.acknowledge_only,
                  "answer every request with result 0 without running the models");
     app.add_flag("--remove-segments", chosen.server.remove_segments, "remove the shared segment at exit");

@@ -83,9 +83,11 @@ int nprm_next_config_entry(const void *blob, uint32_t bytes, nprm_config_entry *
     const uint32_t offset = at < size ? static_cast<uint32_t>(at) : size;
     const uint32_t left = size - offset;
 
+    // The type word before the others: behind a 0 nothing need be readable.
+    const auto *start = static_cast<const uint8_t *>(blob) + offset;
     nprm::blob_header header = {};
-    if (left >= nprm::word_bytes)
-        memcpy(&header, static_cast<const uint8_t *>(blob) + offset, left < sizeof header ? left : sizeof header);
+    if (left >= nprm::word_bytes) memcpy(&header.type, start, sizeof header.type);
+    if (header.type != NPRM_ENTRY_END) memcpy(&header, start, left < sizeof header ? left : sizeof header);
     uint32_t end = NPRM_CONFIG_GOES_ON;
     if (left == 0)
         end = NPRM_CONFIG_FULL;
@@ -95,7 +97,7 @@ int nprm_next_config_entry(const void *blob, uint32_t bytes, nprm_config_entry *
         end = NPRM_CONFIG_CUT_HEADER;
     else if (header.words > (left - sizeof header) / nprm::word_bytes)
         end = NPRM_CONFIG_CUT_DATA;
-    const uint8_t *data = end == NPRM_CONFIG_GOES_ON ? static_cast<const uint8_t *>(blob) + offset + sizeof header : nullptr;
+    const uint8_t *data = end == NPRM_CONFIG_GOES_ON ? start + sizeof header : nullptr;
     *entry = {header.type, header.addr, header.words, offset, data, end};
     return end == NPRM_CONFIG_GOES_ON ? 1 : 0;
 }

@@ -447,7 +447,7 @@ constexpr bool well_formed(const field_row (&rows)[count]) {
         const bool whole_words = row.lowest_bit == 0 && (row.width == 16 || row.width == 32 || row.width == 64);
         if (row.form == row_form::number && !inside_byte && !whole_words) return false;
         if (row.form == row_form::hex_text && (row.width <= 64 || row.width % 8 != 0 || row.lowest_bit != 0)) return false;
-        const bool behind_count = i != 0 && i == count - 1 && rows[i - 1].form == row_form::number;
+        const bool behind_count = i != 0 && i + 1 == count && rows[i - 1].form == row_form::number;
         if (row.form == row_form::list &&
             (!behind_count || row.width != 8 || row.lowest_bit != 0 || __builtin_strlen(row.name) > 25))
             return false;

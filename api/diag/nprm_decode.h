@@ -58,7 +58,7 @@ enum {
     NPRM_BLOB_BYTES_MAX = 65536,
     NPRM_BLOB_HEADER_BYTES = 12, /* an entry's three words before its data */
     NPRM_ENTRY_TYPE_MAX = 24,
-    NPRM_ENTRY_TEXT_BYTES_MAX = 12288 /* what one entry prints, at most */
+    NPRM_ENTRY_TEXT_BYTES_MAX = 13312 /* what one entry prints, at most: a LAG group of 255 members */
 };
 
 /* Appends an entry to a blob, at byte *used, and adds its bytes to *used.  The caller writes the type word 0 that ends the blob.

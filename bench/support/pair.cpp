@@ -3,7 +3,7 @@
 #include "pair.h"
 
 #include <algorithm>
-#include <chrono>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 
@@ -29,17 +29,11 @@ constexpr const char *exceeded = "MISSED";
 constexpr const char *undecided = "-";
 constexpr const char *too_noisy = "noisy";
 
-double time_ns(const std::function<void(uint64_t)> &run, uint64_t calls) {
-    const auto start = std::chrono::steady_clock::now();
-    run(calls);
-    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
-}
-
 // How many calls last about as long as a block should; these calls warm the caches up as well.
-uint64_t calibrate(const std::function<void(uint64_t)> &run, double goal_ns) {
+uint64_t calibrate(const std::function<double(uint64_t)> &run, double goal_ns) {
     uint64_t calls = 1;
     for (;;) {
-        const double ns = std::max(time_ns(run, calls), 1.0);
+        const double ns = std::max(run(calls), 1.0);
         if (ns >= goal_ns / 4) return std::max<uint64_t>(1, static_cast<uint64_t>(static_cast<double>(calls) * goal_ns / ns));
         calls *= 2;
     }
@@ -72,19 +66,18 @@ benchmark_run::timing benchmark_run::alternate(const subject &a, const subject &
     const uint64_t calls_a = calibrate(a.run, goal_ns);
     const uint64_t calls_b = calibrate(b.run, goal_ns);
     std::vector<double> all_a, all_b, ratios, differences;
-    const auto block_a = [&] { return time_ns(a.run, calls_a) / static_cast<double>(calls_a * a.operations); };
-    const auto block_b = [&] { return time_ns(b.run, calls_b) / static_cast<double>(calls_b * b.operations); };
+    const auto block_a = [&] { return a.run(calls_a) / static_cast<double>(calls_a * a.operations); };
+    const auto block_b = [&] { return b.run(calls_b) / static_cast<double>(calls_b * b.operations); };
     const auto take = [&](double ns_a, double ns_b) {
         all_a.push_back(ns_a);
         all_b.push_back(ns_b);
         ratios.push_back(ns_a / ns_b);
         differences.push_back(ns_a - ns_b);
     };
-    const auto start = std::chrono::steady_clock::now();
+    const auto start = clock::now();
     const auto enough = [&] {
         if (smoke_) return ratios.size() >= smoke_ratios;
-        const double spent_ns = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
-        return ratios.size() >= most_ratios || (ratios.size() >= fewest_ratios && spent_ns >= row_ns);
+        return ratios.size() >= most_ratios || (ratios.size() >= fewest_ratios && ns_since(start) >= row_ns);
     };
     while (!enough()) {
         const double first_a = block_a(), first_b = block_b();
@@ -133,6 +126,14 @@ void benchmark_run::add(result_row row) {
     rows_.push_back(std::move(row));
 }
 
+void benchmark_run::count(const std::string &name, uint64_t counted, uint64_t most) {
+    if (name.find(filter_) == std::string::npos) return;
+    counts_.push_back({name, counted, most});
+    if (json_) return;
+    const char *const verdict = smoke_ ? undecided : counted <= most ? within : exceeded;
+    std::printf("%-64s %25" PRIu64 " %8s <= %-5" PRIu64 " %s\n", name.c_str(), counted, "", most, verdict);
+}
+
 int benchmark_run::finish() const {
     if (json_) {
         nlohmann::ordered_json rows = nlohmann::ordered_json::array();
@@ -146,9 +147,12 @@ int benchmark_run::finish() const {
             if (row.highest.most > 0) object[row.highest.of == ratio ? "highest" : "highest_difference_ns"] = row.highest.most;
             rows.push_back(std::move(object));
         }
+        for (const count_row &row : counts_)
+            rows.push_back({{"name", row.name}, {"count", row.counted}, {"highest", row.most}});
         const nlohmann::ordered_json all = {{"title", title_}, {"smoke", smoke_}, {"too_noisy", noisy_}, {"rows", rows}};
         std::printf("%s\n", all.dump(2).c_str());
     }
+    if (!smoke_ && std::ranges::any_of(counts_, [](const count_row &row) { return row.counted > row.most; })) return 1;
     if (noisy_) {
         std::fprintf(stderr, "the machine is too noisy: the same code beside itself is outside %.2f to %.2f\n", control_lowest,
                      control_highest);

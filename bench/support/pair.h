@@ -13,6 +13,7 @@
 #ifndef BENCH_PAIR_H
 #define BENCH_PAIR_H
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -47,16 +48,30 @@ class benchmark_run {
     void pair_by_difference(const std::string &name, double highest_ns, A a, B b) {
         measure(name, {highest_ns, difference_ns}, {repeated(a), 1}, {repeated(b), 1});
     }
+    // The same as pair() where each call needs a preparation whose time is not measured.
+    template <typename PrepareA, typename A, typename PrepareB, typename B>
+    void pair_prepared(const std::string &name, double highest, PrepareA prepare_a, A a, PrepareB prepare_b, B b,
+                       uint64_t operations_a = 1, uint64_t operations_b = 1) {
+        measure(name, {highest, ratio}, {prepared(prepare_a, a), operations_a}, {prepared(prepare_b, b), operations_b});
+    }
     static constexpr double no_limit = 0;
+
+    // A number that was counted and not measured, with the largest that is right.
+    void count(const std::string &name, uint64_t counted, uint64_t most);
 
     // Prints what is still to be printed.   Returns the process's exit status: 0, 1 when a row exceeds its limit, 3 when the
     // machine is too noisy to tell.
     int finish() const;
 
   private:
+    using clock = std::chrono::steady_clock;
+    static double ns_since(clock::time_point start) {
+        return std::chrono::duration<double, std::nano>(clock::now() - start).count();
+    }
+
     struct subject {
-        std::function<void(uint64_t)> run;  // runs so many calls
-        uint64_t operations;                // a call
+        std::function<double(uint64_t)> run;  // runs so many calls and tells their nanoseconds
+        uint64_t operations;                  // a call
     };
     struct timing {
         double ns_a, ns_b, ratio, difference_ns;  // medians, an operation
@@ -73,14 +88,36 @@ class benchmark_run {
         const char *verdict;
     };
 
+    struct count_row {
+        std::string name;
+        uint64_t counted, most;
+    };
+
     // The loop over the calls is compiled with the operation, so that its cost is the same few instructions for A and for B.
     template <typename Operation>
-    static std::function<void(uint64_t)> repeated(Operation operation) {
+    static std::function<double(uint64_t)> repeated(Operation operation) {
         return [operation](uint64_t calls) mutable {
+            const auto start = clock::now();
             for (; calls != 0; --calls) {
                 operation();
                 keep_memory();
             }
+            return ns_since(start);
+        };
+    }
+    // For operations that are long beside a reading of the clock.
+    template <typename Preparation, typename Operation>
+    static std::function<double(uint64_t)> prepared(Preparation prepare, Operation operation) {
+        return [prepare, operation](uint64_t calls) mutable {
+            double ns = 0;
+            for (; calls != 0; --calls) {
+                prepare();
+                const auto start = clock::now();
+                operation();
+                keep_memory();
+                ns += ns_since(start);
+            }
+            return ns;
         };
     }
 
@@ -97,6 +134,7 @@ class benchmark_run {
     bool controlled_ = false;
     bool noisy_ = false;
     std::vector<result_row> rows_;
+    std::vector<count_row> counts_;
 };
 
 #endif

@@ -112,12 +112,12 @@ void reset(const card_configuration &) {
 }
 
 json describe() {
-    size_t indexes = 0;
+    size_t members = 0;
     for (const auto &[id, group] : state.groups)
-        indexes += static_cast<size_t>(std::ranges::count_if(group.members, [](const auto &member) { return member.has_value(); }));
-    return {{"nodes", state.nodes.size()},         {"groups", state.groups.size()},   {"distributed_indexes", indexes},
-            {"traces", state.trace.has_value()},   {"dumps", state.dump.has_value()}, {"swaps_source", state.swaps_source},
-            {"frame_version", state.frame_version}};
+        members += static_cast<size_t>(std::ranges::count_if(group.members, [](const auto &member) { return member.has_value(); }));
+    return {{"nodes", state.nodes.size()},       {"groups", state.groups.size()},   {"members", members},
+            {"traces", state.trace.has_value()}, {"dumps", state.dump.has_value()}, {"swaps", state.swaps_source},
+            {"frames", state.frame_version}};
 }
 
 json trace_fields() {

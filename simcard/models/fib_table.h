@@ -92,7 +92,7 @@ class fib_table {
         word = (word ^ word >> 29) * 0xBF58476D1CE4E5B9U;
         return word ^ word >> 32;
     }
-    static uint64_t hash_of(const ip_address<address_bytes> &address, uint32_t length) {
+    static size_t hash_of(const ip_address<address_bytes> &address, uint32_t length) {
         uint64_t hash = length;
         constexpr size_t part = std::min(address_bytes, sizeof(uint64_t));
         for (size_t at = 0; at < address_bytes; at += part) {
@@ -100,7 +100,7 @@ class fib_table {
             std::memcpy(&word, address.data() + at, part);
             hash = mixed(hash * 0x100000001B3U ^ word);
         }
-        return hash;
+        return static_cast<size_t>(hash);
     }
 
     uint32_t number_at(size_t slot) const { return slots_.empty() ? none : slots_[slot]; }

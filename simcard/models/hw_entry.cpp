@@ -66,7 +66,8 @@ hw_entry &hw_entry::set_each(std::string_view field, std::span<const uint8_t> va
 
 hw_entry &hw_entry::set_bytes(uint32_t offset, std::span<const uint8_t> bytes) {
     const size_t room = offset < bytes_.size() ? bytes_.size() - offset : 0;
-    std::copy_n(bytes.begin(), std::min(room, bytes.size()), bytes_.begin() + static_cast<ptrdiff_t>(std::min<size_t>(offset, bytes_.size())));
+    std::copy_n(bytes.begin(), std::min(room, bytes.size()),
+                bytes_.begin() + static_cast<ptrdiff_t>(std::min<size_t>(offset, bytes_.size())));
     return *this;
 }
 

@@ -4,6 +4,7 @@
 
 #include "api/diag/nprm_decode.h"
 #include "if_lookups.h"
+#include "if_state.h"
 #include "mac_state.h"
 #include "npa_state.h"
 
@@ -16,6 +17,13 @@ uint32_t port_count() {
 }
 uint32_t port_table_size() {
     return card_ports * directions;
+}
+
+// The handle of the interface that has the port; 0 when none has.
+uint16_t handle_of_port(uint32_t port) {
+    for (const auto &[id, one] : interfaces().interfaces)
+        if (one.kind == NPRM_IF_PHYSICAL && one.value == port) return id;
+    return 0;
 }
 
 bool read_config_ram(uint32_t address, hw_entry &entry) {
@@ -34,6 +42,7 @@ bool read_config_ram(uint32_t address, hw_entry &entry) {
         .set("policy_vmr", policy.vmr_id)
         .set("mapped_port", address)
         .set("virtual_port", address)
+        .set("if_h", handle_of_port(address))
         .set("pc_sram_b15.pre_parse_en", 1);
     return true;
 }
@@ -66,7 +75,8 @@ void put(hw_entry &entry, uint32_t offset, uint64_t value, size_t bytes) {
     entry.set_bytes(offset, {reinterpret_cast<const uint8_t *>(&value), bytes});
 }
 
-// The status is a line of its own kind and not made of named fields alone: link, speed, received and sent packets with their errors.
+// The status is a line of its own kind and not made of named fields alone: link, speed, received and sent packets with their
+// errors.
 bool read_port_status(uint32_t address, hw_entry &entry) {
     const port_state &port = ports()[address];
     const packet_totals received = totals_of(port.received - port.received_at_clear, port);

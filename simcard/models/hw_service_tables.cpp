@@ -8,6 +8,7 @@
 #include "api/diag/nprm_decode.h"
 #include "cmm_state.h"
 #include "fdm_state.h"
+#include "if_state.h"
 #include "mac_state.h"
 #include "wccp_state.h"
 
@@ -15,12 +16,12 @@ namespace {
 
 // An address that the card knows, with the flags that its result has.
 enum class host_kind : uint8_t { ipv4 = 1, ipv6 = 2, mac = 3 };
-enum class host_role : uint8_t { port, node, context, wccp };
+enum class host_role : uint8_t { port, interface, node, context, wccp };
 
 struct host {
     host_kind kind;
     host_role role;
-    uint8_t number;              // of the port, or the id of node, context or server
+    uint16_t number;             // of the port, or the id of interface, node, context or server
     std::vector<uint8_t> bytes;  // in network order
 };
 
@@ -36,7 +37,7 @@ bool is_zero(std::span<const uint8_t> bytes) {
     return true;
 }
 
-void add_ip(std::vector<host> &hosts, host_role role, uint8_t number, const uint8_t (&address)[16], bool is_ipv4) {
+void add_ip(std::vector<host> &hosts, host_role role, uint16_t number, const uint8_t (&address)[16], bool is_ipv4) {
     std::vector<uint8_t> bytes = address_bytes(address, is_ipv4);
     if (!is_zero(bytes)) hosts.push_back({is_ipv4 ? host_kind::ipv4 : host_kind::ipv6, role, number, std::move(bytes)});
 }
@@ -50,35 +51,51 @@ void add_wccp(std::vector<host> &hosts, uint8_t id, const nprm_wccp_entry &entry
     add_ip(hosts, host_role::wccp, id, entry.address_a, (entry.flags & NPRM_WCCP_IPV4_FLAG) != 0);
 }
 
-// In the order of their addresses in the tables 6 to 8: ports, nodes, contexts, servers.
+void add_interface(std::vector<host> &hosts, uint16_t id, const interface_state &of) {
+    const auto add = [&](host_kind kind, std::span<const uint8_t> bytes) {
+        hosts.push_back({kind, host_role::interface, id, {bytes.begin(), bytes.end()}});
+    };
+    if (!is_zero(of.mac_address)) add(host_kind::mac, of.mac_address);
+    if (of.v4) add(host_kind::ipv4, std::span(of.v4->address).first(4));
+    if (of.v6) add(host_kind::ipv6, of.v6->address);
+}
+
+// In the order of their addresses in the tables 6 to 8: ports, interfaces, nodes, contexts, servers.
 std::vector<host> all_hosts() {
-    std::vector<host> hosts;
-    for (uint8_t port = 0; port < card_ports; ++port) {
+    std::vector<host> found;
+    for (uint16_t port = 0; port < card_ports; ++port) {
         const auto &mac = ports()[port].mac_address;
-        hosts.push_back({host_kind::mac, host_role::port, port, {mac.begin(), mac.end()}});
+        found.push_back({host_kind::mac, host_role::port, port, {mac.begin(), mac.end()}});
     }
+    for (const auto &[id, one] : interfaces().interfaces)
+        add_interface(found, id, one);
     for (const auto &[id, node] : fdm().nodes) {
         const bool is_ipv4 = (node.flags & NPRM_SERVICE_IPV4_FLAG) != 0;
-        add_ip(hosts, host_role::node, id, node.address_a, is_ipv4);
-        add_ip(hosts, host_role::node, id, node.address_b, is_ipv4);
+        add_ip(found, host_role::node, id, node.address_a, is_ipv4);
+        add_ip(found, host_role::node, id, node.address_b, is_ipv4);
     }
     for (const auto &[id, context] : cmm().contexts) {
         const bool is_ipv4 = (context.flags & NPRM_SERVICE_CONTEXT_IPV4_FLAG) != 0;
-        add_ip(hosts, host_role::context, id, context.address_a, is_ipv4);
-        add_ip(hosts, host_role::context, id, context.address_b, is_ipv4);
+        add_ip(found, host_role::context, id, context.address_a, is_ipv4);
+        add_ip(found, host_role::context, id, context.address_b, is_ipv4);
     }
     for (const auto &[id, entry] : wccp().entries)
-        add_wccp(hosts, id, entry);
-    return hosts;
+        add_wccp(found, id, entry);
+    return found;
 }
 
-constexpr uint32_t hosts_max = card_ports + 2 * (NPRM_SERVICE_NODES_MAX + NPRM_SERVICE_CONTEXTS_MAX) + NPRM_SERVICE_WCCP_MAX;
+constexpr uint32_t hosts_max =
+    card_ports + 3 * NPRM_IF_MAX + 2 * (NPRM_SERVICE_NODES_MAX + NPRM_SERVICE_CONTEXTS_MAX) + NPRM_SERVICE_WCCP_MAX;
 
 uint32_t host_capacity() {
     return hosts_max;
 }
+// The hosts as they were when the table's end was asked for.
+std::vector<host> hosts;
+
 uint32_t host_count() {
-    return static_cast<uint32_t>(all_hosts().size());
+    hosts = all_hosts();
+    return static_cast<uint32_t>(hosts.size());
 }
 
 // The address of an IPv4 host, of a MAC and of an IPv6 host begins at the same byte.
@@ -102,6 +119,9 @@ void put_result(const host &of, hw_entry &entry) {
         case host_role::port:
             entry.set("cb0.my_mac", 1).set("max_mss", ports()[of.number].mtu - frame_and_ip_and_tcp);
             break;
+        case host_role::interface:
+            entry.set(is_mac ? "cb0.my_mac" : "cb0.intf_ip", 1);
+            break;
         case host_role::node:
             entry.set("cb0.se_ip", 1).set("sn.id", of.number);
             break;
@@ -118,7 +138,7 @@ using host_writer = void (*)(const host &, hw_entry &);
 
 template <host_writer put>
 bool read_host(uint32_t address, hw_entry &entry) {
-    put(all_hosts()[address], entry);
+    put(hosts[address], entry);
     return true;
 }
 
@@ -202,8 +222,7 @@ bool read_encapsulation(uint32_t address, hw_entry &entry) {
     const auto found = wccp().entries.find(static_cast<uint8_t>(address - first_wccp));
     if (found == wccp().entries.end()) return false;
     const nprm_wccp_entry &of = found->second;
-    const bool has_ip =
-        (of.flags & NPRM_WCCP_MAC_FLAG) == 0 && (of.flags & (NPRM_WCCP_IPV4_FLAG | NPRM_WCCP_IPV6_FLAG)) != 0;
+    const bool has_ip = (of.flags & NPRM_WCCP_MAC_FLAG) == 0 && (of.flags & (NPRM_WCCP_IPV4_FLAG | NPRM_WCCP_IPV6_FLAG)) != 0;
     return has_ip && put_encapsulation(entry, "cb0.wccp", of.address_a, (of.flags & NPRM_WCCP_IPV4_FLAG) != 0);
 }
 
@@ -261,13 +280,24 @@ bool read_distribution(uint32_t address, hw_entry &entry) {
     return true;
 }
 
+// The lists of context groups, then those of bridge groups.
+constexpr uint32_t first_flood_list = UINT8_MAX + 1;
+
 uint32_t list_count() {
-    return UINT8_MAX + 1;
+    return first_flood_list + UINT8_MAX + 1;
+}
+
+bool read_flood_list(uint32_t group, hw_entry &entry) {
+    constexpr uint32_t bridged = 2;  // interfaces of a bridge group
+    if (!interfaces().bridge_groups.contains(static_cast<uint8_t>(group))) return false;
+    entry.set("size", bridged).set("list_id.bd_flood_list", 1).set("list_grp_id", group);
+    return true;
 }
 
 // Queries and their answers go to the contexts of a group.
 template <bool is_answer>
 bool read_list(uint32_t number, hw_entry &entry) {
+    if (number >= first_flood_list) return read_flood_list(number - first_flood_list, entry);
     const auto found = cmm().groups.find(static_cast<uint8_t>(number));
     if (found == cmm().groups.end()) return false;
     entry.set("size", found->second.size()).set("list_grp_id", number);

@@ -6,7 +6,7 @@
 
 std::vector<const hw_table *> all_hw_tables() {
     std::vector<const hw_table *> tables;
-    for (const auto group : {hw_port_tables, hw_fib_tables, hw_tcam_tables, hw_service_tables, hw_flow_tables})
+    for (const auto group : {hw_port_tables, hw_interface_tables, hw_fib_tables, hw_tcam_tables, hw_service_tables, hw_flow_tables})
         for (const hw_table &table : group)
             tables.push_back(&table);
     std::ranges::sort(tables, {}, &hw_table::id);
@@ -21,8 +21,9 @@ const hw_table *find_hw_table(uint32_t id) {
 
 uint32_t used_entries(const hw_table &table) {
     if (table.used != nullptr) return table.used();
+    const uint32_t end = table.end();
     uint32_t used = 0;
-    for (uint32_t address = 0; address < table.end(); ++address) {
+    for (uint32_t address = 0; address < end; ++address) {
         hw_entry entry(table.entry_type);
         if (table.read(address, entry)) ++used;
     }

@@ -16,10 +16,11 @@ struct hw_table {
     uint32_t id;
     uint32_t entry_type;  // whose layout its entries have; 0: they have none
     const char *name;
-    uint32_t entry_bytes;     // of the 204 that travel
-    uint32_t (*capacity)();   // addresses are 0 to capacity() - 1
-    uint32_t (*end)();        // no address from here on holds an entry
-    // Writes what stands at an address into an entry of zeros; false where nothing does.   Requires: address < end().
+    uint32_t entry_bytes;    // of the 204 that travel
+    uint32_t (*capacity)();  // addresses are 0 to capacity() - 1
+    uint32_t (*end)();       // no address from here on holds an entry
+    // Writes what stands at an address into an entry of zeros; false where nothing does.
+    // Requires: end() was called since the last request, and address < what it told.
     bool (*read)(uint32_t address, hw_entry &entry);
     // Writes the entry that the table itself finds for the bytes of an address; false when there is none.  Null: it cannot search
     // by address.
@@ -34,9 +35,9 @@ std::vector<const hw_table *> all_hw_tables();
 // Entries that stand in the table.
 uint32_t used_entries(const hw_table &table);
 
-
 // The tables by what they are made from.
 extern const std::span<const hw_table> hw_port_tables;
+extern const std::span<const hw_table> hw_interface_tables;
 extern const std::span<const hw_table> hw_fib_tables;
 extern const std::span<const hw_table> hw_tcam_tables;
 extern const std::span<const hw_table> hw_service_tables;

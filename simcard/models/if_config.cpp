@@ -50,7 +50,8 @@ uint32_t read_config(const model_request &from, model_reply &reply) {
         if (table->entry_type == 0 || table->id != table->entry_type) continue;
         if (selector != NPRM_IF_CONFIG_ALL && selector != table->entry_type) continue;
         is_known = true;
-        for (uint32_t address = 0; address < table->end(); ++address)
+        const uint32_t end = table->end();
+        for (uint32_t address = 0; address < end; ++address)
             if (!blob.append(*table, address)) break;
     }
     if (!is_known) return NPRM_ERROR_PARM_STRUCT_ID;

@@ -78,10 +78,11 @@ uint32_t get_entries(const model_request &from, model_reply &reply) {
     if (table == nullptr) return NPRM_ERROR_PARM_STRUCT_ID;
     const uint32_t first = asked.selector_1, count = asked.selector_2;
     if (count > NPRM_HW_ENTRIES_MAX || uint64_t{first} + count > table->capacity()) return NPRM_ERROR_PARAM;
+    const uint32_t end = table->end();
     entry_list list;
     for (uint32_t address = first; address < first + count; ++address) {
         hw_entry entry(table->entry_type);
-        if (address < table->end()) table->read(address, entry);
+        if (address < end) table->read(address, entry);
         list.add(entry);
     }
     return list.answer(*table, reply);
@@ -97,7 +98,8 @@ std::optional<std::string_view> key_text(const nprm_npa_table_record &asked) {
 // Calls visit(entry) for each entry from an address on, in their order, until it returns false.
 template <class visitor>
 void walk(const hw_table &table, uint32_t from, const visitor &visit) {
-    for (uint32_t address = from; address < table.end(); ++address) {
+    const uint32_t end = table.end();
+    for (uint32_t address = from; address < end; ++address) {
         hw_entry entry(table.entry_type);
         if (table.read(address, entry) && !visit(entry)) return;
     }
@@ -200,7 +202,8 @@ uint32_t read_port_sram(const model_request &from, model_reply &reply) {
     const uint32_t port = from.at<nprm_npa_selector_record>(0).selector;
     if (from.units() != 1 || port >= card_ports) return NPRM_ERROR_PARAM;
     hw_entry entry(NPRM_ENTRY_PORT_CONFIG_RAM);
-    find_hw_table(NPRM_ENTRY_PORT_CONFIG_RAM)->read(port, entry);
+    const hw_table *table = find_hw_table(NPRM_ENTRY_PORT_CONFIG_RAM);
+    if (port < table->end()) table->read(port, entry);
     std::memcpy(&reply.at<nprm_npa_selector_record>(0).value, entry.bytes().data(), NPRM_PORT_SRAM_BYTES);
     return NPRM_OK;
 }
@@ -220,7 +223,8 @@ uint32_t capture_search_engine(const model_request &from, model_reply &) {
     if (length == 0 || length == sizeof asked.text) return NPRM_ERROR_PARAM;
     ++made.search_engine;
     made.last_name.assign(asked.text, length);
-    std::ranges::replace_if(made.last_name, [](char one) { return one < ' ' || one > '~'; }, '.');  // as JSON takes it
+    std::ranges::replace_if(
+        made.last_name, [](char one) { return one < ' ' || one > '~'; }, '.');  // as JSON takes it
     return NPRM_OK;
 }
 

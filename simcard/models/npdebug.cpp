@@ -4,7 +4,6 @@
 #include <cstring>
 #include <iterator>
 
-
 #include <nlohmann/json.hpp>
 
 #include "api/diag/nprm_registers.h"
@@ -61,7 +60,9 @@ struct exchange {
     words command;
     answer_words answer = {};
 
-    explicit exchange(const model_request &from) { std::memcpy(command.data(), &from.at<nprm_npdebug_record>(0).block, sizeof command); }
+    explicit exchange(const model_request &from) {
+        std::memcpy(command.data(), &from.at<nprm_npdebug_record>(0).block, sizeof command);
+    }
     void put(model_reply &reply) const { std::memcpy(&reply.at<nprm_npdebug_record>(0).block, answer, sizeof answer); }
 };
 

@@ -30,19 +30,23 @@ void view(const nprm_config_entry &entry) {
     require(std::equal(copy.begin(), copy.end(), entry.data));
 }
 
-void walk(const uint8_t *data, size_t size) {
+// Returns the number of entries.
+size_t walk(const uint8_t *data, size_t size) {
     const std::vector<uint8_t> exact(data, data + size);
     const auto bytes = static_cast<uint32_t>(exact.size());
     nprm_config_entry entry = {};
     size_t end = 0;
+    size_t entries = 0;
     while (nprm_next_config_entry(exact.data(), bytes, &entry) != 0) {
         require(entry.type != 0 && entry.offset == end);
         end = entry.offset + 12 + size_t{entry.words} * 4;
         require(end <= size);
         view(entry);
+        ++entries;
     }
     require(entry.end != NPRM_CONFIG_GOES_ON && entry.offset == end && entry.data == nullptr);
     require(nprm_next_config_entry(exact.data(), bytes, &entry) == 0);
+    return entries;
 }
 
 }  // namespace
@@ -53,11 +57,12 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     constexpr size_t blob_bytes = NPRM_BLOB_BYTES_MAX;
     be_quiet();
     size = std::min(size, blob_bytes);
-    walk(data, size);
-
     std::vector<uint32_t> blob(blob_bytes / 4);
     if (size != 0) std::memcpy(blob.data(), data, size);
-    std::vector<char> text((size / NPRM_BLOB_HEADER_BYTES + 1) * NPRM_ENTRY_TEXT_BYTES_MAX);
+    walk(data, size);
+    // Behind the input are zeros, with which a cut entry may be whole.
+    const size_t entries = walk(reinterpret_cast<const uint8_t *>(blob.data()), blob_bytes);
+    std::vector<char> text(entries * NPRM_ENTRY_TEXT_BYTES_MAX + 1);
     const int result = nprm_decode_config_to_file(nullptr, 0, text.data(), blob.data());
     require(result == 0 || result == 1);
     return 0;

@@ -120,13 +120,35 @@ TEST_F(HostileLog, AFullDiskTearsNothingAndIsTold) {
     EXPECT_LT(written, 1000U);
     EXPECT_GT(written, 0U);
     mount("tmpfs", disk.c_str(), "tmpfs", MS_REMOUNT, "size=1m");
+    ASSERT_TRUE(wait_until([&] {  // without another record
+        return content_of(disk + "/log")
+            .ends_with(std::to_string(1000 - written) + " records lost here: No space left on device\n");
+    }));
     send_raw(daemon.socket_path(), datagram_of("room again"));
     ASSERT_TRUE(wait_until([&] { return content_of(disk + "/log").ends_with(": room again\n"); }));
-    EXPECT_THAT(content_of(disk + "/log"),
-                HasSubstr(std::to_string(1000 - written) + " records lost here: No space left on device\n"));
     EXPECT_LE(descriptors_of(daemon.pid()), descriptors);
     daemon.stop();
     umount(disk.c_str());
+}
+
+TEST_F(HostileLog, WhatAnIdleReaderMissedIsToldWhenTheDaemonEnds) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    log_daemon_process daemon(files.path(), {"--stdout", "--file", file(), "--rate", "0"}, [&] { dup2(ends[1], STDOUT_FILENO); });
+    close(ends[1]);
+    for (int i = 0; i < 200; ++i)
+        send_raw(daemon.socket_path(), datagram_of(std::to_string(i) + std::string(1000, '#')));
+    ASSERT_TRUE(wait_until([&] { return std::ranges::count(content(), '\n') == 200; }));
+    kill(daemon.pid(), SIGTERM);
+    std::string seen;
+    char bytes[4096];
+    for (ssize_t came; (came = read(ends[0], bytes, sizeof bytes)) > 0;)
+        seen.append(bytes, static_cast<size_t>(came));
+    close(ends[0]);
+    EXPECT_EQ(daemon.wait_for_end(), 0);
+    const auto written = std::ranges::count(seen, '\n') - 1;
+    EXPECT_THAT(seen, HasSubstr(std::to_string(200 - written) + " records lost here: nobody reads standard output\n"));
+    EXPECT_THAT(daemon.output(), HasSubstr("lost " + std::to_string(200 - written) + ","));
 }
 
 TEST_F(HostileLog, AFullStandardOutputDoesNotEndTheDaemon) {

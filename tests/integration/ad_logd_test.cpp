@@ -1,18 +1,12 @@
-// The real log daemon with the library's writers, its sinks, its signals, and the command line's side of it.
+// The real log daemon with the library's writers, its sinks and its signals.
 
-#include "run_nprmctl.h"
+#include "ad_logd_fixture.h"
 
 #include "ad_errorlog.h"
-#include "ad_param.h"
-#include "tests/support/log_daemon_process.h"
-#include "tests/support/scratch.h"
 
-#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <future>
-#include <sstream>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -20,35 +14,13 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gmock/gmock.h>
 
 namespace {
 
 namespace fs = std::filesystem;
-using testing::ElementsAre;
 using testing::HasSubstr;
-using strings = std::vector<std::string>;
-
-class AdLogd : public testing::Test {
-  protected:
-    AdLogd() { use_private_ipc(); }
-
-    // The lines of a file once there are that many.
-    static strings lines_of(const std::string &path, size_t count) {
-        wait_until([&] { return static_cast<size_t>(std::ranges::count(content_of(path), '\n')) >= count; });
-        std::istringstream content(content_of(path));
-        strings lines;
-        for (std::string line; std::getline(content, line);)
-            lines.push_back(line);
-        return lines;
-    }
-    std::string file() const { return files / "file"; }
-
-    const scratch_directory files;
-};
 
 TEST_F(AdLogd, WritesWhatTheLibraryLogs) {
     log_daemon_process daemon(files.path(), {"--file", file()});
@@ -181,11 +153,6 @@ TEST_F(AdLogd, TakesOptionsFromAFileAndSaysWhatIsWrongInThem) {
     }
 }
 
-struct descriptor {
-    int fd;
-    ~descriptor() { close(fd); }
-};
-
 std::string message_from(int fd) {
     char bytes[9000];
     const timeval limit = {10, 0};
@@ -230,130 +197,50 @@ TEST_F(AdLogd, SendsByTcpWithOctetCountingAndConnectsAgain) {
     }
 }
 
-// The sockets that a process has open: a reader of the live stream counts once it is accepted.
-int64_t sockets_of(pid_t pid) {
-    const fs::directory_iterator descriptors("/proc/" + std::to_string(pid) + "/fd");
-    return std::ranges::count_if(descriptors, [](const fs::directory_entry &entry) {
-        std::error_code ignored;
-        return fs::read_symlink(entry.path(), ignored).string().starts_with("socket:");
-    });
-}
-
-TEST_F(AdLogd, IsFollowedFilteredAndEndsTheFollower) {
-    log_daemon_process daemon(files.path());
-    const auto with_none = sockets_of(daemon.pid());
-    const auto follow = [&](strings options) {
-        strings words = {"log", "follow", "--socket", daemon.base()};
-        words.insert(words.end(), options.begin(), options.end());
-        return std::async(std::launch::async, [words] { return run_nprmctl(words); });
+TEST_F(AdLogd, BindsNothingUnlessItsFilesAndBothLocksAreToBeHad) {
+    const auto expect_nothing_bound = [this](const char *says, const strings &options) {
+        log_daemon_process daemon(files.path(), options);
+        EXPECT_EQ(daemon.wait_for_end(), 1);
+        EXPECT_THAT(daemon.output(), HasSubstr(says));
+        for (const char *name : {"log.", "special."})
+            EXPECT_FALSE(fs::exists((files / name) + std::to_string(getuid()))) << says;
     };
-    auto all = follow({"--count", "2"}), by_tag = follow({"--tag", "ERRO", "--count", "1", "--json"}),
-         by_process = follow({"--process", "np2", "--count", "1"}), by_text = follow({"--text", "needle"});
-    ASSERT_TRUE(wait_until([&] { return sockets_of(daemon.pid()) == with_none + 4; })) << sockets_of(daemon.pid());
-    send_raw(daemon.socket_path(), datagram_of("np1(1)INFO:f.c:2-> a\x1b[2J needle"));
-    send_raw(daemon.socket_path(), datagram_of("np2(2)ERRO:f.c:2-> b"));
-    EXPECT_THAT(all.get().output, HasSubstr("(says pid 1): np1(1)INFO:f.c:2-> a\\x1b[2J needle\n"));
-    const auto json = by_tag.get().json();
-    ASSERT_TRUE(json.is_object());
-    EXPECT_EQ(json.at("text"), "np2(2)ERRO:f.c:2-> b");
-    const std::string of_process = by_process.get().output;
-    EXPECT_THAT(of_process, HasSubstr("np2(2)ERRO"));
-    EXPECT_EQ(of_process.find("np1"), std::string::npos);
-    daemon.stop();
-    const nprmctl_run ended = by_text.get();
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_THAT(ended.errors, HasSubstr("the log daemon has ended"));
-    EXPECT_EQ(std::ranges::count(ended.output, '\n'), 1);
+    expect_nothing_bound("No such file or directory", {"--file", files / "no/file"});
+    expect_nothing_bound("is no log system", {"--syslog", "here"});
+    const std::string lock = (files / "special.") + std::to_string(getuid()) + ".lock";
+    const descriptor held = {open(lock.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600)};
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(held.fd, F_SETLK, &whole), 0);
+    expect_nothing_bound("a log daemon reads here already", {});
 }
 
-TEST_F(AdLogd, IsSteeredFromTheCommandLine) {
-    log_daemon_process daemon(files.path(), {"--file", file()});
-    const auto log = [&](strings words) {
-        words.insert(words.begin(), "log");
-        words.insert(words.end(), {"--socket", daemon.base(), "--json"});
-        return run_nprmctl(words).json();
-    };
-    EXPECT_EQ(log({"level", "3"}).at("level"), 3);
-    EXPECT_EQ(log({"level", "4"}).at("level"), 4);
-    EXPECT_EQ(log({"level", "2"}).at("level"), 2);
-    EXPECT_EQ(log({"level"}).at("level"), 2);
-    EXPECT_EQ(log({"filter", "client", "10.0.0.1"}).at("client"), "10.0.0.1");
-    EXPECT_EQ(log({"filter", "server", "10.0.0.2"}).at("server"), "10.0.0.2");
-    EXPECT_EQ(log({"filter", "client", "off"}).at("client"), "off");
-    const auto shown = log({"show"});
-    EXPECT_EQ(shown.at("socket"), daemon.socket_path());
-    EXPECT_EQ(shown.at("daemon"), "process " + std::to_string(daemon.pid()));
-    EXPECT_EQ(shown.at("level"), 2);
-    EXPECT_EQ(shown.at("server"), "10.0.0.2");
-    EXPECT_EQ(shown.at("attached").at(0).at("pid"), daemon.pid());
-    EXPECT_EQ(shown.at("attached").at(0).at("process"), "ad_logd");
-    ad_debug_cfg *record = nullptr;
-    ASSERT_EQ(ad_get_ad_debug_cfg_p_no_create(daemon.socket_path().c_str(), &record), 0);
-    EXPECT_EQ(record->level, 2);
-    EXPECT_EQ(record->client_ip, 0U);
-    EXPECT_EQ(record->server_ip, 0x0200000AU);
-    ad_return_ad_debug_cfg_p(record);
-    log({"send", "hello"});
-    const strings lines = lines_of(file(), 1);
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_THAT(lines[0], HasSubstr("TEST:"));
-    EXPECT_TRUE(lines[0].ends_with("-> hello")) << lines[0];
+TEST_F(AdLogd, NamesTheFirstAlsoWhenItsLockFileWasRemoved) {
+    log_daemon_process first(files.path());
+    for (const char *name : {"log.", "special."})
+        fs::remove((files / name) + std::to_string(getuid()) + ".lock");
+    log_daemon_process second(files.path());
+    EXPECT_EQ(second.wait_for_end(), 1);
+    EXPECT_THAT(second.output(), HasSubstr("another process reads this socket, process " + std::to_string(first.pid())));
 }
 
-TEST_F(AdLogd, LeavesTheCommandLineWithClearErrorsWhenItIsAbsent) {
+TEST_F(AdLogd, RefusesToWriteOneFileTwiceOrIntoItself) {
+    fs::create_symlink(".", files / "here");
     const struct {
-        strings words;
-        int status;
+        strings options;
         const char *says;
-    } rows[] = {{{"log", "level"}, 1, "has no shared debug record"},
-                {{"log", "show"}, 1, "has no shared debug record"},
-                {{"log", "follow"}, 1, "No such file or directory"},
-                {{"log", "send", "x"}, 1, "no log daemon takes messages at"},
-                {{"log", "filter", "peer"}, 2, "\"peer\" is neither client nor server"},
-                {{"log", "filter", "client", "host"}, 2, "ADDRESS is \"host\""},
-                {{"log", "level", "5"}, 2, "must be a number from 0 to 4"}};
+    } rows[] = {{{"--file", file(), "--json", file()}, "--file and --json are the same file"},
+                {{"--file", file(), "--json", files / "here/./file"}, "--file and --json are the same file"},
+                {{"--file", file(), "--json", file() + ".3"}, "is a name that rotated files of"},
+                {{"--file", file() + ".1", "--json", file(), "--keep", "1"}, "is a name that rotated files of"},
+                {{"--file", (files / "log.") + std::to_string(getuid()) + ".lock"}, "belongs to the log's socket"},
+                {{"--syslog", (files / "special.") + std::to_string(getuid())}, "belongs to the log's socket"}};
     for (const auto &row : rows) {
-        strings words = row.words;
-        words.insert(words.end(), {"--socket", files / "log"});
-        const nprmctl_run run = run_nprmctl(words);
-        EXPECT_EQ(run.status, row.status) << row.says;
-        EXPECT_THAT(run.errors, HasSubstr(row.says));
+        log_daemon_process daemon(files.path(), row.options);
+        EXPECT_EQ(daemon.wait_for_end(), 1) << row.says;
+        EXPECT_THAT(daemon.output(), HasSubstr(row.says));
     }
-}
-
-TEST_F(AdLogd, ReloadSparesAProcessThatWouldDieOfTheSignal) {
-    signal(SIGUSR1, SIG_DFL);
-    const pid_t child = fork();
-    if (child == 0) {
-        pause();
-        _exit(0);
-    }
-    const nprmctl_run run = run_nprmctl({"log", "reload", std::to_string(child)});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("does not handle SIGUSR1"));
-    kill(child, SIGKILL);
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(WTERMSIG(status), SIGKILL);
-}
-
-TEST_F(AdLogd, ReloadHasAProcessReadItsFileAgain) {
-    log_daemon_process daemon(files.path(), {"--file", file()});
-    std::ofstream(daemon.socket_path() + ".cfg") << "debug_level=1\n";
-    const pid_t host = fork();
-    if (host == 0) {
-        ad_debug_to_syslogd = 0;
-        ad_init_debug_lib(daemon.base().c_str());
-        ad_errorlog_printf("level %d", ad_debug_cfg_p->level);
-        const bool came = wait_until([] { return ad_debug_cfg_p->level == 3; });
-        _exit(came ? 0 : 1);
-    }
-    ASSERT_TRUE(wait_until([this] { return content_of(file()).ends_with(": level 1\n"); }));
-    std::ofstream(daemon.socket_path() + ".cfg") << "debug_level=3\n";
-    EXPECT_EQ(run_nprmctl({"log", "reload", std::to_string(host)}).status, 0);
-    int status = -1;
-    waitpid(host, &status, 0);
-    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(log_daemon_process(files.path(), {"--file", file(), "--json", file() + ".6", "--keep", "5"}).is_listening());
 }
 
 }  // namespace

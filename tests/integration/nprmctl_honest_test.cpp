@@ -13,6 +13,7 @@
 
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -224,16 +225,18 @@ TEST_F(Nprmctl, CountsUpOnATerminalAndLeavesNothing) {
     char shown[4096];
     const ssize_t bytes = read(terminal, shown, sizeof shown);
     ASSERT_GT(bytes, 0);
-    EXPECT_EQ(std::string(shown, static_cast<size_t>(bytes)), "\r1,282 of 2,341 entries\r2,341 of 2,341 entries\r\033[K");
+    EXPECT_THAT(std::string(shown, static_cast<size_t>(bytes)),
+                testing::MatchesRegex("\r1,282 of 2,341 entries, [0-9,]+ a second\033\\[K"
+                                      "\r2,341 of 2,341 entries, [0-9,]+ a second\033\\[K\r\033\\[K"));
     close(terminal);
 }
 
 TEST_F(Nprmctl, TellsTheCardsStatusToPeople) {
     done({"tcam", "create", "2048"});
     const std::string text = done({"card", "status"});
-    EXPECT_THAT(text, HasSubstr("\nsegment removed       no\n"));
-    EXPECT_THAT(text, HasSubstr("models TCAM capacity  65,536\n"));
-    EXPECT_THAT(text, StartsWith("pid                   " + std::to_string(card.pid()) + "\n"));
+    EXPECT_THAT(text, ContainsRegex("\nsegment removed +no\n"));
+    EXPECT_THAT(text, ContainsRegex("\nmodels TCAM capacity +65,536\n"));
+    EXPECT_THAT(text, ContainsRegex("^pid +" + std::to_string(card.pid()) + "\n"));
     EXPECT_THAT(text, HasSubstr("\nmodels TCAM lists\nid  kind   size  used\n 0  -     2,048     0\n"));
     EXPECT_EQ(text.find('_'), std::string::npos) << text;
     EXPECT_TRUE(done_json({"card", "status"}).contains("segment_removed"));

@@ -302,4 +302,17 @@ TEST_F(Nprmctl, FailsWhenItsOutputCannotBeWritten) {
     EXPECT_EQ(run.errors, "nprmctl: standard output cannot be written: No space left on device\n");
 }
 
+TEST_F(Nprmctl, TellsALoadsMessagesAndSendsNone) {
+    const std::string before = done({"tcam", "load", "new", example, "--dry-run"});
+    EXPECT_EQ(
+        before,
+        "2,341 entries would go out in 2 messages of 119,611 bytes together, in this order, and be read back; nothing was sent\n"
+        "\n"
+        "messages  entries each  bytes each  from position  to position\n"
+        "       1          1282       65492              0         1281\n"
+        "       1          1059       54119           1282         2340\n");
+    EXPECT_EQ(requests(), 0U);
+    EXPECT_EQ(done_json({"tcam", "load", "3", example, "--dry-run"}).at("order").at(1).at("first_position"), 1282);
+}
+
 }  // namespace

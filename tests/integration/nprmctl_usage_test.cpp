@@ -27,7 +27,7 @@ strings words_of(const std::string &text) {
 }
 
 std::set<std::string> options_in(const std::string &text) {
-    constexpr const char *letters = "abcdefghijklmnopqrstuvwxyz";
+    constexpr const char *letters = "abcdefghijklmnopqrstuvwxyz0123456789-";
     std::set<std::string> found;
     for (size_t at = text.find("--"); at != std::string::npos; at = text.find("--", at + 2))
         found.insert(text.substr(at, text.find_first_not_of(letters, at + 2) - at));
@@ -146,7 +146,7 @@ TEST(NprmctlUsage, EndsWithStatus2AndNamesTheArgument) {
         {{"tcam", "create", "010x"}, "SIZE is \"010x\", it must be a number from 1 to 65535"},
         {{"tcam", "delete", "256"}, "LIST is \"256\", it must be a number from 0 to 255"},
         {{"tcam", "load", "old", "f"},
-         "LIST is \"old\", it must be new or a number from 0 to 255\n  usage: nprmctl tcam load LIST|new FILE\n"},
+         "LIST is \"old\", it must be new or a number from 0 to 255\n  usage: nprmctl tcam load LIST|new FILE [--dry-run]\n"},
         {{"tcam", "space", "--directory", ""}, "--directory is empty, it must be a path"},
         {{"tcam", "show", "0", "--count", "1", "--count", "2"}, "--count is given twice"},
         {{"tcam", "show", "0", "--directory", "/a", "--directory", "/b"}, "--directory is given twice"},
@@ -212,7 +212,8 @@ TEST(NprmctlHelp, IsAJsonDocumentWhenAsked) {
         const nprmctl_run run = run_nprmctl(command);
         EXPECT_EQ(run.status, 0);
         ASSERT_TRUE(run.json().is_object()) << run.output;
-        EXPECT_THAT(std::string(run.json().at("help")), testing::StartsWith("usage: nprmctl tcam load LIST|new FILE\n"));
+        EXPECT_THAT(std::string(run.json().at("help")),
+                    testing::StartsWith("usage: nprmctl tcam load LIST|new FILE [--dry-run]\n"));
     }
 }
 

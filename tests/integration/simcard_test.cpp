@@ -57,15 +57,16 @@ TEST_F(Simcard, SaysThatItListensAndAnswersRawFrames) {
     EXPECT_EQ(card.stop(), 0) << card.output();
 }
 
-TEST_F(Simcard, AnswersEveryComponentWithoutModelWithUnsupported) {
+TEST_F(Simcard, AnswersAnOperationThatNoComponentHasWithUnsupported) {
     card_process card(directory.path());
     const struct {
         const char *opcode;
         size_t record_bytes;
-    } components[] = {{"190484", 38},  {"190485", 268},  {"190486", 80}, {"190487", 35},
-                      {"190489", 788}, {"190490", 9612}, {"190493", 40}, {"190502", 296}};
+    } components[] = {{"190484", 38},   {"190486", 80}, {"190487", 35}, {"190489", 788},
+                      {"190490", 9612}, {"190493", 40}, {"190502", 296}};
     for (const auto &component : components) {
         frame message(8 + 2 * component.record_bytes, 0);
+        put32(message, 0, 0x77);
         put32(message, 4, 2);
         const frame reply = card_client(directory.path(), component.opcode).ask(1, message);
         ASSERT_EQ(reply.size(), 16 + message.size()) << component.opcode;

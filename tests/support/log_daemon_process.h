@@ -2,40 +2,21 @@
 #ifndef TESTS_LOG_DAEMON_PROCESS_H
 #define TESTS_LOG_DAEMON_PROCESS_H
 
-#include <functional>
-#include <string>
-#include <vector>
+#include "child_process.h"
 
-#include <sys/types.h>
-
-class log_daemon_process {
+class log_daemon_process : public child_process {
   public:
     // Starts ad_logd with its sockets at directory/log and directory/special, and returns when it listens or has ended without.
     // Its shared records are in this process's IPC namespace: call use_private_ipc() before.
     // in_child: called in the child before the daemon is executed
     explicit log_daemon_process(const std::string &directory, const std::vector<std::string> &options = {},
                                 const std::function<void()> &in_child = {});
-    ~log_daemon_process();
-    log_daemon_process(const log_daemon_process &) = delete;
-    log_daemon_process &operator=(const log_daemon_process &) = delete;
 
-    bool is_listening() const { return is_listening_; }
-    pid_t pid() const { return pid_; }
     std::string base() const { return directory_ + "/log"; }
     std::string socket_path() const;
-    // What it wrote to standard output and standard error until now.
-    std::string output() const;
-    // Sends a signal and waits for the end.   Returns the exit status, or 128 + the signal that ended it.
-    int stop(int signal);
-    int stop();  // by SIGTERM
-    int wait_for_end();
 
   private:
     std::string directory_;
-    int output_ = -1;
-    pid_t pid_ = -1;
-    int end_status_ = -1;
-    bool is_listening_ = false;
 };
 
 // Waits until the condition holds, ten seconds at most.   Returns whether it holds.

@@ -8,15 +8,19 @@
 #include "syslog_sink.h"
 
 #include <algorithm>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
 #include <stdexcept>
 
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr int tick_ms = 250;  // while something is still to be told or written
 constexpr int64_t telling_ms = 1000;
@@ -37,23 +41,78 @@ std::string place_of(const std::string &base) {
     return base + "." + std::to_string(getuid());
 }
 
+std::string plain_name(const std::string &path) {
+    std::error_code problem;
+    const fs::path name = fs::weakly_canonical(path, problem);
+    return problem ? path : name.string();
+}
+
+bool is_rotated_name(const std::string &path, const std::string &of, unsigned kept_files) {
+    const std::string head = of + ".";
+    if (!path.starts_with(head)) return false;
+    unsigned number = 0;
+    const char *const end = path.data() + path.size();
+    const auto [stop, error] = std::from_chars(path.data() + head.size(), end, number);
+    return error == std::errc{} && stop == end && number >= 1 && number <= kept_files && path == head + std::to_string(number);
+}
+
+void refuse_names_of_socket(const std::string &file, const std::string &socket) {
+    for (const char *suffix : {"", ".lock", ".follow", ".cfg"})
+        if (file == plain_name(socket + suffix)) throw std::runtime_error(file + " belongs to the log's socket");
+}
+
+// The options again.  Throws when two of what the daemon opens are one, or would become one.
+const daemon_options &checked(const daemon_options &wanted) {
+    const std::string log = place_of(wanted.path), special = wanted.special_path.empty() ? "" : place_of(wanted.special_path);
+    if (plain_name(log) == plain_name(special)) throw std::runtime_error("--socket and --special are the same socket: " + log);
+    const std::string file = wanted.file.empty() ? "" : plain_name(wanted.file),
+                      json = wanted.json_file.empty() ? "" : plain_name(wanted.json_file),
+                      log_system = wanted.syslog.starts_with('/') ? plain_name(wanted.syslog) : "";
+    for (const std::string &each : {file, json, log_system}) {
+        if (each.empty()) continue;
+        refuse_names_of_socket(each, log);
+        if (!special.empty()) refuse_names_of_socket(each, special);
+    }
+    if (file.empty() || json.empty()) return wanted;
+    if (file == json) throw std::runtime_error("--file and --json are the same file: " + file);
+    for (const auto &[one, other] : {std::pair(file, json), std::pair(json, file)})
+        if (is_rotated_name(one, other, wanted.kept_files))
+            throw std::runtime_error(std::string(one).append(" is a name that rotated files of ").append(other).append(" get"));
+    return wanted;
+}
+
+using sink_list = std::vector<std::unique_ptr<sink>>;
+
+sink_list sinks_of(const daemon_options &wanted) {
+    sink_list sinks;
+    const auto add_file = [&](const std::string &path, line_form form) {
+        if (!path.empty())
+            sinks.push_back(std::make_unique<file_sink>(file_options{path, form, wanted.file_bytes_max, wanted.kept_files}));
+    };
+    if (wanted.to_stdout) sinks.push_back(std::make_unique<stream_sink>(STDOUT_FILENO, append_text_line));
+    add_file(wanted.file, append_text_line);
+    add_file(wanted.json_file, append_json_line);
+    if (!wanted.syslog.empty()) sinks.push_back(std::make_unique<syslog_sink>(wanted.syslog, wanted.facility));
+    return sinks;
+}
+
+unique_fd lock_of(const std::string &base) {
+    return base.empty() ? unique_fd() : lock_place(place_of(base));
+}
+
+receiver::options socket_options(const std::string &base, const daemon_options &wanted) {
+    return {place_of(base), wanted.mode, wanted.queue};
+}
+
 }  // namespace
 
 log_daemon::log_daemon(const daemon_options &wanted)
-    : log_({place_of(wanted.path), wanted.mode, wanted.queue}), intake_(wanted.intake, sinks_) {
-    if (!wanted.special_path.empty()) special_.emplace(receiver::options{place_of(wanted.special_path), wanted.mode, wanted.queue});
-    add_sinks(wanted);
-}
-
-void log_daemon::add_sinks(const daemon_options &wanted) {
-    const auto add_file = [&](const std::string &path, line_form form) {
-        if (!path.empty())
-            sinks_.push_back(std::make_unique<file_sink>(file_options{path, form, wanted.file_bytes_max, wanted.kept_files}));
-    };
-    if (wanted.to_stdout) sinks_.push_back(std::make_unique<stream_sink>(STDOUT_FILENO, append_text_line));
-    add_file(wanted.file, append_text_line);
-    add_file(wanted.json_file, append_json_line);
-    if (!wanted.syslog.empty()) sinks_.push_back(std::make_unique<syslog_sink>(wanted.syslog, wanted.facility));
+    : log_lock_(lock_of(checked(wanted).path)),
+      special_lock_(lock_of(wanted.special_path)),
+      sinks_(sinks_of(wanted)),
+      intake_(wanted.intake, sinks_),
+      log_(socket_options(wanted.path, wanted)) {
+    if (!wanted.special_path.empty()) special_.emplace(socket_options(wanted.special_path, wanted));
     add_follow_sink(log_.path() + ".follow");
 }
 

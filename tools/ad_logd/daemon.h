@@ -32,7 +32,6 @@ class log_daemon {
     std::string statistics() const { return intake_.statistics(); }
 
   private:
-    void add_sinks(const daemon_options &wanted);
     void add_follow_sink(const std::string &path);
     void tell_in_time();
     void wait(int signals);
@@ -41,10 +40,12 @@ class log_daemon {
     void flush();
     void drain();
 
-    receiver log_;
-    std::optional<receiver> special_;
+    // In this order: nothing is bound before all else is to be had, and the locks are held longest.
+    unique_fd log_lock_, special_lock_;
     std::vector<std::unique_ptr<sink>> sinks_;
     intake intake_;
+    receiver log_;
+    std::optional<receiver> special_;
     std::vector<pollfd> watched_;
     int64_t telling_at_ms_ = 0;  // 0: nothing is to be told
 };

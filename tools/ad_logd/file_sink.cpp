@@ -29,6 +29,17 @@ const char *objection_to(const struct stat &file) {
     return nullptr;
 }
 
+// Whether a file ends inside a line, as a crash or a full disk leaves it.
+bool is_torn(int fd, off_t bytes) {
+    char last = '\n';
+    return bytes > 0 && pread(fd, &last, 1, bytes - 1) == 1 && last != '\n';
+}
+
+// 0, or the errno of a rename that failed.  A file that is missing is no reason to stop.
+int move_file(const std::string &from, const std::string &to) {
+    return std::rename(from.c_str(), to.c_str()) == 0 || errno == ENOENT ? 0 : errno;
+}
+
 }  // namespace
 
 file_sink::file_sink(file_options options) : options_(std::move(options)) {
@@ -38,7 +49,7 @@ file_sink::file_sink(file_options options) : options_(std::move(options)) {
 
 bool file_sink::open_file(std::string &problem) {
     // Links are not followed, and a FIFO is not waited for.
-    const int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    const int flags = O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     unique_fd opened(open(options_.path.c_str(), flags, file_mode));
     if (opened.get() < 0) {
         problem = errno == ELOOP ? "it is a symbolic link" : std::strerror(errno);
@@ -55,7 +66,8 @@ bool file_sink::open_file(std::string &problem) {
     }
     file_ = std::move(opened);
     file_bytes_ = file.st_size;
-    torn_ = false;
+    rotated_above_ = options_.bytes_max;
+    torn_ = is_torn(file_.get(), file.st_size);
     return true;
 }
 
@@ -78,7 +90,7 @@ void file_sink::add(const record &what) {
     const size_t before = lines_.size();
     options_.form(lines_, what);
     const uint64_t bytes_then = static_cast<uint64_t>(file_bytes_) + lines_.size();
-    if (options_.bytes_max != 0 && bytes_then > options_.bytes_max && static_cast<uint64_t>(file_bytes_) + before > 0) {
+    if (options_.bytes_max != 0 && bytes_then > rotated_above_ && static_cast<uint64_t>(file_bytes_) + before > 0) {
         const std::string line = lines_.substr(before);
         lines_.resize(before);
         flush();
@@ -88,22 +100,49 @@ void file_sink::add(const record &what) {
     if (lines_.size() >= lines_bytes_max) flush();
 }
 
-void file_sink::rotate() {
+// Whether the path still names the open file.
+bool file_sink::is_in_its_place() const {
+    struct stat ours {};
+    struct stat named {};
+    return fstat(file_.get(), &ours) == 0 && lstat(options_.path.c_str(), &named) == 0 && ours.st_dev == named.st_dev &&
+           ours.st_ino == named.st_ino;
+}
+
+// Frees the path's name.   Returns 0 or an errno.
+int file_sink::move_names() const {
     const auto numbered = [this](unsigned number) { return options_.path + "." + std::to_string(number); };
-    // Files that are missing in between are no reason to stop.
+    if (options_.kept_files == 0) return unlink(options_.path.c_str()) == 0 ? 0 : errno;
     for (unsigned number = options_.kept_files; number > 1; --number)
-        std::rename(numbered(number - 1).c_str(), numbered(number).c_str());
-    if (options_.kept_files == 0)
-        unlink(options_.path.c_str());
-    else
-        std::rename(options_.path.c_str(), numbered(1).c_str());
+        if (const int error = move_file(numbered(number - 1), numbered(number))) return error;
+    return move_file(options_.path, numbered(1));
+}
+
+// Requires that all lines are written.
+void file_sink::rotate() {
+    // A file that somebody else put there is not moved away: it is written to, as after a reopening.
+    const int error = is_in_its_place() ? move_names() : 0;
+    if (error != 0) {
+        const std::string text = std::string("this file is not rotated: ") + std::strerror(error);
+        options_.form(lines_, own_record(text));
+        rotated_above_ = static_cast<uint64_t>(file_bytes_) + lines_.size() + options_.bytes_max;
+        return;
+    }
+    open_by_name();
+}
+
+void file_sink::open_by_name() {
     file_.reset();
     std::string problem;
     if (!open_file(problem)) file_bytes_ = 0;  // is_ready() tries again and counts
 }
 
+void file_sink::reopen() {
+    flush();
+    open_by_name();
+}
+
 void file_sink::flush() {
-    if (lines_.empty() || !is_ready()) return;
+    if ((lines_.empty() && untold() == 0) || !is_ready()) return;
     std::string front = torn_ ? "\n" : "";
     const uint64_t telling = untold();
     if (telling != 0) append_loss(front, options_.form);

@@ -1,7 +1,8 @@
 // A log file with rotation by size and count.
 //
-// By hand and not by a library's rotating sink: those open by name through symbolic links and FIFOs, buffer in stdio, and leave
-// half a record behind when the disk is full.
+// By hand and not by spdlog's rotating sink: that opens by name with fopen(), which follows symbolic links and waits at a FIFO; it
+// buffers in stdio, so that a full disk leaves half a record behind and nobody knows which records are lost; and a failing rename
+// empties the file.
 #ifndef AD_LOGD_FILE_SINK_H
 #define AD_LOGD_FILE_SINK_H
 
@@ -23,19 +24,23 @@ class file_sink : public sink {
 
     void add(const record &what) override;
     void flush() override;
-    void reopen() override { file_.reset(); }
+    void reopen() override;
 
   private:
     bool open_file(std::string &problem);
     bool is_ready();
+    bool is_in_its_place() const;
+    void open_by_name();
     void rotate();
+    int move_names() const;
     size_t write_bytes(int &error) const;
     void cut_back_to(int64_t bytes);
 
     file_options options_;
     unique_fd file_;
     int64_t file_bytes_ = 0;
-    bool torn_ = false;  // the file ends inside a record
+    uint64_t rotated_above_ = 0;  // bytes; more than bytes_max after a rotation that failed
+    bool torn_ = false;           // the file ends inside a record
     std::string lines_;
 };
 

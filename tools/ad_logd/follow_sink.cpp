@@ -26,17 +26,20 @@ void follow_sink::add(const record &what) {
     line_.clear();
     append_json_line(line_, what);
     for (follower &reader : followers_) {
-        if (reader.untold != 0 && reader.queue.has_room_for(queue_bytes_max / 2)) {
-            const std::string text = std::to_string(reader.untold) + " records lost here: this reader is too slow";
-            std::string loss;
-            append_json_line(loss, own_record(text));
-            if (reader.queue.push(std::move(loss))) reader.untold = 0;
-        }
+        tell_losses(reader);
         if (!reader.queue.push(line_)) {
             ++reader.untold;
             lose(1, "a reader is too slow");
+            told(1);  // by the reader's own count
         }
     }
+}
+
+void follow_sink::tell_losses(follower &reader) {
+    if (reader.untold == 0 || !reader.queue.has_room_for(queue_bytes_max / 2)) return;
+    std::string line;
+    append_json_line(line, own_record(loss_text(reader.untold, "this reader is too slow")));
+    if (reader.queue.push(std::move(line))) reader.untold = 0;
 }
 
 void follow_sink::accept_new() {
@@ -54,6 +57,9 @@ bool follow_sink::serve(follower &reader) {
     const ssize_t said = recv(reader.socket.get(), ignored, sizeof ignored, MSG_DONTWAIT);
     if (said == 0 || (said < 0 && errno != EAGAIN && errno != EINTR)) return false;
     size_t refused = 0;
+    if (reader.queue.send_to(reader.socket.get(), refused) != 0) return false;
+    if (reader.untold == 0) return true;
+    tell_losses(reader);
     return reader.queue.send_to(reader.socket.get(), refused) == 0;
 }
 
@@ -70,7 +76,7 @@ void follow_sink::watch(std::vector<pollfd> &watched) const {
 
 bool follow_sink::is_waiting() const {
     for (const follower &reader : followers_)
-        if (!reader.queue.empty()) return true;
+        if (!reader.queue.empty() || reader.untold != 0) return true;
     return false;
 }
 

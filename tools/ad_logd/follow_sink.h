@@ -29,6 +29,7 @@ class follow_sink : public sink {
     };
 
     void accept_new();
+    void tell_losses(follower &reader);
     bool serve(follower &reader);
 
     unique_fd listener_;

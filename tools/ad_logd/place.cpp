@@ -56,6 +56,22 @@ bool is_alive(const sockaddr_un &address, int type) {
     return true;
 }
 
+// The process that listens at a log socket's live stream, 0 when it cannot be told.  A datagram socket does not tell itself.
+pid_t listener_at(const std::string &path) {
+    if (path.size() >= sizeof sockaddr_un::sun_path) return 0;
+    const sockaddr_un address = address_of(path);
+    const unique_fd probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    ucred peer{};
+    socklen_t bytes = sizeof peer;
+    const bool is_told = connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 &&
+                         getsockopt(probe.get(), SOL_SOCKET, SO_PEERCRED, &peer, &bytes) == 0;
+    return is_told ? peer.pid : 0;
+}
+
+std::string named(pid_t holder) {
+    return holder > 0 ? ", process " + std::to_string(holder) : "";
+}
+
 void remove_stale(const std::string &path, const sockaddr_un &address, int type) {
     struct stat there {};
     if (lstat(path.c_str(), &there) != 0) {
@@ -65,7 +81,8 @@ void remove_stale(const std::string &path, const sockaddr_un &address, int type)
     if (S_ISLNK(there.st_mode)) throw refused(path, "is a symbolic link; nothing is put in its place");
     if (!S_ISSOCK(there.st_mode)) throw refused(path, "is no socket; nothing is put in its place");
     if (there.st_uid != geteuid()) throw refused(path, "belongs to user " + std::to_string(there.st_uid));
-    if (is_alive(address, type)) throw refused(path, "another process reads this socket");
+    if (is_alive(address, type))
+        throw refused(path, "another process reads this socket" + named(listener_at(type == SOCK_DGRAM ? path + ".follow" : path)));
     if (unlink(path.c_str()) != 0) throw refused(path, std::strerror(errno));
 }
 
@@ -81,6 +98,7 @@ sockaddr_un address_of(const std::string &path) {
 }
 
 unique_fd lock_place(const std::string &path) {
+    address_of(path);
     const std::string name = path + ".lock";
     unique_fd file(open(name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     if (file.get() < 0) throw refused(name, errno == ELOOP ? "is a symbolic link" : std::strerror(errno));
@@ -97,7 +115,7 @@ unique_fd lock_place(const std::string &path) {
     if (error != EACCES && error != EAGAIN) throw refused(name, std::strerror(error));
     struct flock holder = whole;
     const bool is_known = fcntl(file.get(), F_GETLK, &holder) == 0 && holder.l_type != F_UNLCK;
-    throw refused(path, "a log daemon reads here already" + (is_known ? ", process " + std::to_string(holder.l_pid) : ""));
+    throw refused(path, "a log daemon reads here already" + named(is_known ? holder.l_pid : 0));
 }
 
 unique_fd bind_place(const std::string &path, int type, mode_t mode, unsigned queue) {

@@ -13,7 +13,7 @@
 sockaddr_un address_of(const std::string &path);
 
 // Locks "PATH.lock" for as long as the descriptor is open.  Throws std::runtime_error, which names the process that holds it, or
-// says why the file is not one to be locked.
+// says why the file is not one to be locked, or why the path is none for a socket.
 unique_fd lock_place(const std::string &path);
 
 // Binds a socket of the type (SOCK_...) there, with exactly the mode and whatever the umask.  A socket of ours that nobody reads

@@ -10,6 +10,7 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/uio.h>
+#include <unistd.h>
 
 // Room for the credentials and for nothing else: descriptors that somebody sends are closed by the kernel.
 struct receiver::slots {
@@ -24,7 +25,13 @@ namespace {
 // The segment of the record that a path had until now, or -1.
 int segment_of(const std::string &path) {
     const key_t key = ftok(path.c_str(), AD_DEBUG_KEY_ID);
-    return key == -1 ? -1 : shmget(key, sizeof(ad_debug_cfg), 0);
+    return key == -1 ? -1 : shmget(key, 0, 0);
+}
+
+// Anyone may make a segment under any key.  The maker is asked for and not the owner, which the owner may change.
+bool is_record_of_ours(int segment) {
+    shmid_ds known{};
+    return shmctl(segment, IPC_STAT, &known) == 0 && known.shm_segsz == sizeof(ad_debug_cfg) && known.shm_perm.cuid == geteuid();
 }
 
 // A record that nobody else has, under a new file's key, is new or the remains of a removed file that had the same number.
@@ -46,8 +53,6 @@ sender sender_of(const msghdr &header) {
 }  // namespace
 
 receiver::receiver(const options &wanted) : path_(wanted.path), slots_(std::make_unique<slots>()) {
-    address_of(path_);
-    lock_ = lock_place(path_);
     const int old_segment = segment_of(path_);
     socket_ = bind_place(path_, SOCK_DGRAM, wanted.mode, wanted.queue);
     const int on = 1;
@@ -68,8 +73,9 @@ void receiver::share_record(int old_segment) {
     const int segment = has_shared_record_ ? segment_of(path_) : old_segment;
     if (segment == old_segment) return;
     if (is_ours_alone(segment)) std::memset(record_, 0, sizeof *record_);
-    void *const old = old_segment < 0 ? nullptr : shmat(old_segment, nullptr, SHM_RDONLY);
-    if (old == nullptr || old == reinterpret_cast<void *>(-1)) return;
+    if (old_segment < 0 || !is_record_of_ours(old_segment)) return;
+    void *const old = shmat(old_segment, nullptr, SHM_RDONLY);
+    if (old == reinterpret_cast<void *>(-1)) return;
     std::memcpy(record_, old, sizeof *record_);
     shmdt(old);
     shmctl(old_segment, IPC_RMID, nullptr);

@@ -26,7 +26,7 @@ class receiver {
         unsigned queue;  // datagrams
     };
 
-    // Takes the place over and shares its record.  Throws std::runtime_error when it is not to be had.
+    // Takes the place over and shares its record.  Throws std::runtime_error when it is not to be had.  Requires the place's lock.
     explicit receiver(const options &wanted);
     ~receiver();
     receiver(const receiver &) = delete;
@@ -54,7 +54,7 @@ class receiver {
     void share_record(int old_segment);
 
     std::string path_;
-    unique_fd lock_, socket_;
+    unique_fd socket_;
     bool has_shared_record_ = false;
     ad_debug_cfg *record_ = nullptr;
     std::unique_ptr<slots> slots_;

@@ -93,7 +93,7 @@ void append_header_field(std::string &out, std::string_view text, size_t bytes_m
 void append_text_line(std::string &out, const record &what) {
     append_time(out, what.time);
     (out += ' ') += name_of(what.from);
-    if (what.pid != 0) {
+    if (what.pid != 0 || what.from != origin::daemon) {
         out += " pid ";
         append_number(out, what.pid);
         out += " uid ";

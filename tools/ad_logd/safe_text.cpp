@@ -52,8 +52,8 @@ struct number_range {
     uint32_t lowest, highest;
 };
 constexpr number_range steering[] = {
-    {0x00, 0x1F},     {0x7F, 0x9F},     {0x61C, 0x61C},   {0x200B, 0x200F},
-    {0x2028, 0x202E}, {0x2060, 0x2069}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB},
+    {0x00, 0x1F},     {0x7F, 0x9F},     {0x61C, 0x61C},   {0x180E, 0x180E}, {0x200B, 0x200F},
+    {0x2028, 0x202E}, {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0xE0000, 0xE007F},
 };
 
 bool steers(uint32_t number) {
@@ -62,6 +62,13 @@ bool steers(uint32_t number) {
 
 void append_byte(std::string &out, unsigned char byte) {
     out += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+}
+
+void append_number(std::string &out, uint32_t number) {
+    const bool is_long = number > 0xFFFF;
+    out += {'\\', is_long ? 'U' : 'u'};
+    for (unsigned bits = is_long ? 32 : 16; bits != 0; bits -= 4)
+        out += digits[(number >> (bits - 4)) & 15];
 }
 
 }  // namespace
@@ -80,12 +87,7 @@ void append_safe(std::string &out, std::string_view text, backslash how) {
         else if (next.bytes <= 1)
             append_byte(out, static_cast<unsigned char>(text[0]));
         else if (steers(next.number))
-            out += {'\\',
-                    'u',
-                    digits[next.number >> 12],
-                    digits[(next.number >> 8) & 15],
-                    digits[(next.number >> 4) & 15],
-                    digits[next.number & 15]};
+            append_number(out, next.number);
         else
             out.append(text.substr(0, next.bytes));
         text.remove_prefix(std::max<size_t>(next.bytes, 1));

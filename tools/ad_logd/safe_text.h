@@ -8,7 +8,9 @@
 enum class backslash { doubled, kept };
 
 // Appends the text with what could steer a terminal or end the line written out: control characters and bytes that are no UTF-8 as
-// "\xNN"; C1 controls, line and paragraph separators and marks that turn the direction of writing as "\uNNNN".
+// "\xNN"; C1 controls, line and paragraph separators, marks that turn the direction of writing and characters that cannot be seen
+// as
+// "\uNNNN" or "\UNNNNNNNN".
 // A backslash is doubled, so that what is written out cannot be forged; kept is for text that went through here before.
 void append_safe(std::string &out, std::string_view text, backslash how = backslash::doubled);
 

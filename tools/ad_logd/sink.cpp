@@ -11,8 +11,8 @@ void sink::lose(uint64_t records, const char *reason) {
     if (records != 0) reason_ = reason;
 }
 
-std::string sink::loss_text() const {
-    return std::to_string(untold_) + (untold_ == 1 ? " record" : " records") + " lost here: " + reason_;
+std::string sink::loss_text(uint64_t records, const std::string &reason) {
+    return std::to_string(records) + (records == 1 ? " record" : " records") + " lost here: " + reason;
 }
 
 void sink::append_loss(std::string &out, line_form form) const {

@@ -1,5 +1,5 @@
 // Where records go.  A sink never blocks for long and never throws after its making: what it cannot write it counts, and it says so
-// in a record of its own as soon as it can write again.
+// in a record of its own as soon as it can write again, whether another record comes or not.
 #ifndef AD_LOGD_SINK_H
 #define AD_LOGD_SINK_H
 
@@ -20,15 +20,15 @@ class sink {
 
     // Takes a record; it may be written at once or by flush().
     virtual void add(const record &what) = 0;
-    // Writes what can be written now.
+    // Writes what can be written now, and tells of what was lost where that can be written.
     virtual void flush() = 0;
     // Opens files by their names again.
     virtual void reopen() {}
 
     // The descriptors that the sink wants to be woken for, appended; flush() finds out by itself what happened.
     virtual void watch(std::vector<pollfd> &) const {}
-    // Whether something is still to be written; flush() is called again soon.
-    virtual bool is_waiting() const { return false; }
+    // Whether something is still to be written or told; flush() is called again soon.
+    virtual bool is_waiting() const { return untold_ != 0; }
     // What is still to be written counts as lost from now on.
     virtual void give_up() {}
 
@@ -41,7 +41,8 @@ class sink {
     void told(uint64_t records) { untold_ -= records; }
     // Appends that record.
     void append_loss(std::string &out, line_form form) const;
-    std::string loss_text() const;
+    std::string loss_text() const { return loss_text(untold_, reason_); }
+    static std::string loss_text(uint64_t records, const std::string &reason);
 
   private:
     uint64_t lost_ = 0, untold_ = 0;

@@ -25,26 +25,31 @@ void stream_sink::add(const record &what) {
     if (lines_.size() >= lines_bytes_max) flush();
 }
 
-void stream_sink::flush() {
-    if (lines_.empty()) return;
-    const unwritten left = write_lines();
-    lose(left.lines, left.reason);
-    if (left.reason != nullptr || untold() == 0) return;
-    append_loss(lines_, form_);
-    told(untold());
-    begins_inside_ = true;  // this line is kept until it is written
-}
-
 // Writes what the reader takes and drops what it does not; the rest of a half-written line is kept, so that no record is torn.
-stream_sink::unwritten stream_sink::write_lines() {
+void stream_sink::flush() {
+    if (lines_.empty() && untold() == 0) return;
+    const size_t loss_at = rest_bytes();
+    const uint64_t telling = untold();
+    std::string loss;
+    if (telling != 0) append_loss(loss, form_);
+    lines_.insert(loss_at, loss);
+
     const char *problem = nullptr;
     const size_t written = write_bytes(problem);
+    if (written > loss_at)
+        told(telling);
+    else
+        lines_.erase(loss_at, loss.size());
     if (written > 0) begins_inside_ = lines_[written - 1] != '\n';
     lines_.erase(0, written);
-    const size_t kept = begins_inside_ ? lines_.find('\n') + 1 : 0;
-    const unwritten left = {lines_in(std::string_view(lines_).substr(kept)), problem};
+    const size_t kept = rest_bytes();
+    lose(lines_in(std::string_view(lines_).substr(kept)), problem);
     lines_.resize(kept);
-    return left;
+}
+
+// Of the half-written line at the beginning.
+size_t stream_sink::rest_bytes() const {
+    return begins_inside_ ? lines_.find('\n') + 1 : 0;
 }
 
 // As many bytes as the reader takes.  Pieces of PIPE_BUF bytes do not block once there is room.

@@ -10,21 +10,17 @@ class stream_sink : public sink {
 
     void add(const record &what) override;
     void flush() override;
-    bool is_waiting() const override { return !lines_.empty(); }
+    bool is_waiting() const override { return !lines_.empty() || untold() != 0; }
     void give_up() override;
 
   private:
-    struct unwritten {
-        uint64_t lines;
-        const char *reason;
-    };
-    unwritten write_lines();
+    size_t rest_bytes() const;
     size_t write_bytes(const char *&problem);
 
     int fd_;
     line_form form_;
     bool is_stalled_ = false;     // nobody reads: it is not waited for again until somebody does
-    bool begins_inside_ = false;  // lines_ begins with a line that is kept: half written, or the one that tells of losses
+    bool begins_inside_ = false;  // lines_ begins with the rest of a half-written line, which is kept
     std::string lines_;
 };
 

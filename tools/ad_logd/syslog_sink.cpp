@@ -64,11 +64,15 @@ bool syslog_sink::queue_message(const record &what) {
     return queue_.push(std::move(message));
 }
 
+// Once the queue has shrunk by half, so that a slow log system is not told again and again.
+void syslog_sink::tell_losses() {
+    if (untold() == 0 || !queue_.has_room_for(queue_bytes_max / 2)) return;
+    const std::string text = loss_text();
+    if (queue_message(own_record(text))) told(untold());
+}
+
 void syslog_sink::add(const record &what) {
-    if (untold() != 0 && queue_.has_room_for(queue_bytes_max / 2)) {
-        const std::string text = loss_text();
-        if (queue_message(own_record(text))) told(untold());
-    }
+    tell_losses();
     const bool has_room = queue_.has_room_for(loss_bytes);
     if (!has_room || !queue_message(what)) lose(1, reason_.c_str());
 }
@@ -121,6 +125,7 @@ void syslog_sink::end_connection(const char *reason) {
 }
 
 void syslog_sink::flush() {
+    tell_losses();
     if (queue_.empty() && socket_.get() < 0) return;
     if (!is_connected()) return;
     size_t refused = 0;
@@ -130,6 +135,7 @@ void syslog_sink::flush() {
     else
         reason_ = "the log system takes records too slowly";
     lose(refused, "longer than the log system takes");
+    tell_losses();
 }
 
 void syslog_sink::watch(std::vector<pollfd> &watched) const {

@@ -16,11 +16,12 @@ class syslog_sink : public sink {
     void add(const record &what) override;
     void flush() override;
     void watch(std::vector<pollfd> &watched) const override;
-    bool is_waiting() const override { return !queue_.empty(); }
+    bool is_waiting() const override { return !queue_.empty() || untold() != 0; }
     void give_up() override;
 
   private:
     bool queue_message(const record &what);
+    void tell_losses();
     void begin_connection();
     bool is_connected();
     void end_connection(const char *reason);

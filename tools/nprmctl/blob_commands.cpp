@@ -106,6 +106,8 @@ int blob_decode(invocation &call) {
         print_entries(content.entries);
         std::fflush(stdout);
         tell_defects(name_of_file(path), content);
+        if (content.entries.empty() && content.defects.empty())
+            std::fprintf(stderr, "nprmctl: %s holds no entries\n", printable(name_of_file(path)).c_str());
     }
     return is_cut(content) ? exit_usage : exit_done;
 }

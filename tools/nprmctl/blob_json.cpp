@@ -9,6 +9,8 @@
 
 #include <algorithm>
 
+#include <nlohmann/json.hpp>
+
 using nlohmann::ordered_json;
 
 namespace {

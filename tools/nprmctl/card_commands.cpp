@@ -1,4 +1,4 @@
-// card status, fault, reset: the simulated card's control socket.
+// card status, fault, traffic, reset: the simulated card's control socket.
 
 #include "card_control.h"
 #include "failure.h"
@@ -124,6 +124,32 @@ int card_fault(invocation &call) {
     else if (call.given("--component"))
         request["component"] = component;
     print_answer(call, ask_card(request), kind == "none" ? "the card has no faults\n" : "the card has the fault\n");
+    return exit_done;
+}
+
+int card_traffic(invocation &call) {
+    std::string rate;
+    uint32_t advance_ms = 0;
+    call.text("[RATE|frozen]", rate, "packets a second offered to each port that is up, 0 to 100000000, or frozen");
+    call.number("--advance MS", advance_ms, 1, NPRM_SIMCARD_ADVANCE_MS_MAX, "let so many milliseconds of traffic pass at once");
+    call.notes(
+        "Without arguments: the setting now.  A rate lets traffic run again; frozen counters move with --advance alone.\n"
+        "Example: nprmctl card traffic frozen --advance 1000\n");
+    call.parse();
+    ordered_json request = {{"command", "traffic"}};
+    if (rate == "frozen") {
+        request["frozen"] = true;
+    } else if (!rate.empty()) {
+        const auto number = decimal<uint32_t>(rate);
+        if (!number || *number > NPRM_SIMCARD_TRAFFIC_MAX)
+            throw usage_error("RATE is " + in_quotes(rate) + ", it must be frozen or a number from 0 to " +
+                                  std::to_string(NPRM_SIMCARD_TRAFFIC_MAX),
+                              usage_of(call.row()));
+        request["rate"] = *number;
+        request["frozen"] = false;
+    }
+    if (call.given("--advance")) request["advance_ms"] = advance_ms;
+    print_answer(call, ask_card(request), "");
     return exit_done;
 }
 

@@ -34,18 +34,13 @@ int tcam_compare(invocation &);
 int card_status(invocation &);  // card_commands.cpp
 int card_fault(invocation &);
 int card_reset(invocation &);
+int card_traffic(invocation &);
 int log_follow(invocation &);  // log_follow.cpp
 int log_level(invocation &);   // log_commands.cpp
 int log_filter(invocation &);
 int log_show(invocation &);
 int log_reload(invocation &);
 int log_send(invocation &);
-int fib_add(invocation &);  // fib_commands.cpp
-int fib_delete(invocation &);
-int fib_look_up(invocation &);
-int fib_generate(invocation &);  // fib_table.cpp
-int fib_bench(invocation &);
-int fib_load(invocation &);          // fib_load.cpp
 int blob_decode(invocation &);  // blob_commands.cpp
 int blob_encode(invocation &);
 int blob_check(invocation &);
@@ -55,6 +50,48 @@ int hw_decode(invocation &);   // hw_decode.cpp
 int reg_blocks(invocation &);  // register_commands.cpp
 int reg_show(invocation &);
 int reg_find(invocation &);
+int sn_add(invocation &);  // node_commands.cpp
+int sn_replace(invocation &);
+int sn_show(invocation &);
+int sn_delete(invocation &);
+int sng_add(invocation &);
+int sng_replace(invocation &);
+int sng_show(invocation &);
+int sng_delete(invocation &);
+int sng_dist_add(invocation &);
+int sng_dist_replace(invocation &);
+int sng_dist_show(invocation &);
+int sng_dist_delete(invocation &);
+int sc_add(invocation &);  // context_commands.cpp
+int sc_replace(invocation &);
+int sc_show(invocation &);
+int sc_delete(invocation &);
+int scg_add(invocation &);
+int scg_replace(invocation &);
+int scg_show(invocation &);
+int scg_delete(invocation &);
+int wccp_add(invocation &);  // wccp_commands.cpp
+int wccp_replace(invocation &);
+int wccp_show(invocation &);
+int wccp_delete(invocation &);
+int wccp_mtu(invocation &);
+int flow_trace(invocation &);  // flow_commands.cpp
+int flow_dump(invocation &);
+int flow_dist(invocation &);
+int flow_swap(invocation &);
+int flow_frames(invocation &);
+int port_show(invocation &);  // port_commands.cpp
+int port_set(invocation &);
+int port_counters(invocation &);
+int port_led(invocation &);
+int sfp_show(invocation &);  // sfp_commands.cpp
+int sfp_raw(invocation &);
+int fib_add(invocation &);  // fib_commands.cpp
+int fib_delete(invocation &);
+int fib_look_up(invocation &);
+int fib_generate(invocation &);  // fib_table.cpp
+int fib_bench(invocation &);
+int fib_load(invocation &);   // fib_load.cpp
 int hw_tables(invocation &);  // hw_commands.cpp
 int hw_summary(invocation &);
 int hw_get(invocation &);
@@ -66,8 +103,8 @@ int tm_queue(invocation &);
 int tm_stats(invocation &);
 int npdebug_init(invocation &);
 int npdebug_request(invocation &);
-int show_port_sram(invocation &);  // port_sram.cpp
-int reg_watch(invocation &);       // register_watch.cpp
+int show_port_sram(invocation &);    // port_sram.cpp
+int reg_watch(invocation &);         // register_watch.cpp
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 

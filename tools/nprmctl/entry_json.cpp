@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include <nlohmann/json.hpp>
+
 using nlohmann::ordered_json;
 
 namespace {
@@ -152,6 +154,10 @@ ordered_json json_of_entry(const blob_entry &entry) {
     object["fields"] = json_of_fields(entry.type, entry.data);
     object["data"] = hex_of_bytes(entry.data);
     return object;
+}
+
+std::string json_text_of_entry(const blob_entry &entry) {
+    return json_of_entry(entry).dump(2) + "\n";
 }
 
 blob_entry entry_of_json(const ordered_json &object, const std::string &where) {

@@ -192,7 +192,6 @@ class loading {
         pending_ = {pending_.last + 1, 0, 0};
         batch_.clear();
         progress_.show(applied_.routes);
-        if (was_interrupted()) throw interrupted();
     }
 
     failure interrupted() const { return ended(refused("interrupted; " + applied_text() + not_tried(pending_.first)), false); }

@@ -233,7 +233,7 @@ std::optional<fib_entry> route_reader::read_nexthops(word_reader &words, nprm_fi
                                                      std::string_view line) {
     const uint32_t column = words.column();
     std::string gateway, device, family;
-    uint32_t gateway_column = column;
+    uint32_t gateway_column = 0, device_column = column;
     while (!words.at_end()) {
         const std::string_view word = words.next();
         if (word == "nexthop" && (!gateway.empty() || !device.empty())) {
@@ -245,7 +245,10 @@ std::optional<fib_entry> route_reader::read_nexthops(word_reader &words, nprm_fi
             gateway_column = words.column();
             gateway = words.next();
         }
-        if (word == "dev" && device.empty()) device = words.next();
+        if (word == "dev" && device.empty()) {
+            device_column = words.column();
+            device = words.next();
+        }
     }
     nexthops_may_follow_ = true;
     if (gateway.empty() && device.empty()) {
@@ -265,7 +268,7 @@ std::optional<fib_entry> route_reader::read_nexthops(word_reader &words, nprm_fi
     if (is_default) prefix.u8_0 = gateway_version;
     if (is_default && family == "inet6") prefix.u8_0 = NPRM_FIB_IPV4;
     if (is_default && family == "inet") prefix.u8_0 = NPRM_FIB_IPV6;
-    return named(words, prefix, gateway, device, gateway_column);
+    return named(words, prefix, gateway, device, gateway.empty() ? device_column : gateway_column);
 }
 
 std::optional<fib_entry> route_reader::named(word_reader &words, const nprm_fib_prefix &prefix, const std::string &gateway,

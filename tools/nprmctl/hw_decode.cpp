@@ -89,12 +89,13 @@ int hw_decode(invocation &call) {
     call.parse();
     blob_entry entry = {entry_type(type), addr, 0, read_entry(path, hex)};
     if (call.json()) {
-        std::fputs((json_of_entry(entry).dump(2) + "\n").c_str(), stdout);
+        std::fputs(json_text_of_entry(entry).c_str(), stdout);
         return exit_done;
     }
     print_entries({entry});
     const uint32_t needed = nprm_layout_bytes(entry.type);
     if (entry.data.size() < needed)
-        std::fprintf(stderr, "nprmctl: the entry has %zu bytes, its layout %u: the others print as 0\n", entry.data.size(), needed);
+        std::fprintf(stderr, "nprmctl: the entry has %s, its layout %u: the others print as 0\n",
+                     counted(entry.data.size(), "byte", "bytes").c_str(), needed);
     return exit_done;
 }

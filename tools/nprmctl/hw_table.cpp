@@ -17,10 +17,12 @@
 
 #include <strings.h>
 
+#include <nlohmann/json.hpp>
+
 namespace {
 
-constexpr uint32_t table_ids = 64;        // that are tried for a list of all tables
-constexpr size_t entries_a_blob = 256;    // that the printer takes at once
+constexpr uint32_t table_ids = 64;      // that are tried for a list of all tables
+constexpr size_t entries_a_blob = 256;  // that the printer takes at once
 constexpr size_t words_a_line = 8;
 
 bool has_layout(uint32_t type) {
@@ -29,9 +31,12 @@ bool has_layout(uint32_t type) {
 }
 
 table_description described(const hw_table_info &info) {
-    const std::string keys(reinterpret_cast<const char *>(info.summary), strnlen(reinterpret_cast<const char *>(info.summary), 200));
-    return {info.table_id, has_layout(info.desc1) ? info.desc1 : 0, printable(info.name), info.geom1, info.geom4,
-            info.geom5,    info.desc2,                              printable(keys)};
+    const std::string keys(reinterpret_cast<const char *>(info.summary),
+                           strnlen(reinterpret_cast<const char *>(info.summary), 200));
+    return {info.table_id,        has_layout(info.desc1) ? info.desc1 : 0,
+            printable(info.name), info.geom1,
+            info.geom4,           info.geom5,
+            info.desc2,           printable(keys)};
 }
 
 answer ask_summary(uint32_t id, hw_table_info &info) {
@@ -53,8 +58,18 @@ void print_words(const std::vector<blob_entry> &entries) {
     }
 }
 
+// Without the bytes that the layout, lists included, does not reach.
+blob_entry cut(blob_entry entry) {
+    uint32_t end = 0;
+    nprm_entry_field field;
+    for (uint32_t i = 0; nprm_layout_field(entry.type, i, entry.data.data(), NPRM_HW_ENTRY_BYTES, &field) == NPRM_OK; ++i)
+        end = std::max(end, field.byte + (field.lowest_bit + field.width + 7) / 8);
+    entry.data.resize((end + 3) / 4 * 4);
+    return entry;
+}
+
 nlohmann::ordered_json json_of(const blob_entry &entry, bool raw) {
-    if (!raw) return json_of_entry(entry);
+    if (!raw) return json_of_entry(cut(entry));
     std::vector<uint32_t> words(entry.data.size() / sizeof(uint32_t));
     std::memcpy(words.data(), entry.data.data(), words.size() * sizeof(uint32_t));
     return {{"addr", entry.addr}, {"words", words}};
@@ -80,8 +95,7 @@ table_description table_of(const std::string &text) {
         const uint32_t id = number_argument("TABLE", text, 0, UINT32_MAX);
         hw_table_info info;
         const answer given = ask_summary(id, info);
-        if (given.code == NPRM_ERROR_PARM_STRUCT_ID)
-            throw refused("there is no table " + text, "nprmctl hw tables");
+        if (given.code == NPRM_ERROR_PARM_STRUCT_ID) throw refused("there is no table " + text, "nprmctl hw tables");
         if (given.code != NPRM_OK) throw unknown_for("the summary of table " + text + " was not read", given);
         return described(info);
     }

@@ -45,6 +45,11 @@ std::string place_of_values(const std::string &path) {
     return access(file.c_str(), R_OK) == 0 ? file : "the environment (" + file + " cannot be read)";
 }
 
+std::string daemon_text(pid_t daemon) {
+    if (daemon < 0) return "not known: its lock file and its live stream are another user's";
+    return daemon == 0 ? "none runs" : "process " + std::to_string(daemon);
+}
+
 // SIGUSR1 ends a process that has no handler for it.
 bool handles_usr1(pid_t pid) {
     std::ifstream status("/proc/" + std::to_string(pid) + "/status");
@@ -101,12 +106,11 @@ int log_show(invocation &call) {
     const std::string path = special ? special_path() : log_path(base);
     const shared_record record(path);
     const ad_debug_cfg content = record.content();
-    const pid_t daemon = log_daemon_of(path);
     char key[16];
     std::snprintf(key, sizeof key, "0x%08x", record.key());
     report shown;
     shown.fact("socket", "socket", path);
-    shown.fact("daemon", "log daemon", daemon != 0 ? "process " + std::to_string(daemon) : std::string("none runs"));
+    shown.fact("daemon", "log daemon", daemon_text(log_daemon_of(path)));
     shown.fact("level", "level", level_cell(content.level));
     shown.fact("client", "client filter", address_text(content.client_ip));
     shown.fact("server", "server filter", address_text(content.server_ip));
@@ -152,10 +156,10 @@ int log_send(invocation &call) {
     const std::string path = log_path(base);
     const std::string name = path.substr(0, path.rfind('.'));
     const log_catcher caught(false);
-    ad_debug_to_syslogd = 0;
-    ad_debug_set_process_name("nprmctl");
-    ad_init_debug_lib(name.c_str());
-    ad_debug_print(1, "TEST", "%s\n", text.c_str());
+    // Not by ad_init_debug_lib(), which writes this process's environment or the ".cfg" file into the record that all share.
+    ad_set_special_log_path(name.c_str());
+    ad_errorlog_printf_special("nprmctl(%d)TEST:%s:%d-> %s\n", static_cast<int>(getpid()), "log_commands.cpp", __LINE__,
+                               text.c_str());
     if (!caught.failures().empty())
         throw failure{exit_refused, "no log daemon takes messages at " + path, "start one: ad_logd", {}, {}, {}, {}};
     report done;

@@ -52,7 +52,13 @@ std::string member(const ordered_json &record, const char *name) {
     return text;
 }
 
+bool is_of_daemon(const ordered_json &record) {
+    return member(record, "from") == "daemon";
+}
+
+// What the daemon itself says concerns every reader: that records were lost, folded or cut.
 bool is_wanted(const wanted_records &wanted, const ordered_json &record) {
+    if (is_of_daemon(record)) return true;
     const bool process_fits =
         wanted.process.empty() || member(record, "process") == wanted.process || member(record, "pid") == wanted.process;
     return process_fits && (wanted.tag.empty() || member(record, "tag") == wanted.tag) &&
@@ -65,7 +71,7 @@ struct tag_colour {
 constexpr tag_colour tag_colours[] = {{"CRTC", "\033[1;31m"}, {"ERRO", "\033[31m"}, {"WARN", "\033[33m"}};
 
 const char *colour_of(const ordered_json &record) {
-    if (member(record, "from") == "daemon") return "\033[36m";
+    if (is_of_daemon(record)) return "\033[36m";
     const std::string tag = member(record, "tag");
     for (const tag_colour &row : tag_colours)
         if (tag == row.tag) return row.start;
@@ -74,7 +80,8 @@ const char *colour_of(const ordered_json &record) {
 
 std::string line_of(const ordered_json &record) {
     std::string line = member(record, "time") + " " + member(record, "from");
-    if (member(record, "pid") != "0") line += " pid " + member(record, "pid") + " uid " + member(record, "uid");
+    if (member(record, "pid") != "0" || !is_of_daemon(record))
+        line += " pid " + member(record, "pid") + " uid " + member(record, "uid");
     for (const auto &[name, title] : {std::pair{"says_pid", "says pid "}, std::pair{"malformed", "malformed: "}})
         if (record.contains(name)) line += std::string(" (") + title + member(record, name) + ")";
     return line + ": " + member(record, "text");
@@ -102,7 +109,9 @@ int log_follow(invocation &call) {
     call.text("--text X", wanted.text, "only records that contain this text");
     call.number("--count N", wanted.count, 1, UINT32_MAX, "end after so many records");
     call.text("--socket BASE", base, "the log's base name, instead of ERROR_LOG_SOCKET or /tmp/ad_errorlog");
-    call.notes("With --json each record is a line of JSON.  Ends by Ctrl-C, or with the log daemon.\n");
+    call.notes(
+        "What the daemon itself says, of records lost, folded or cut, passes all filters.\n"
+        "With --json each record is a line of JSON.  Ends by Ctrl-C, or with the log daemon.\n");
     call.parse();
     const std::string path = log_path(base) + ".follow";
     const int stream = connected_to(path);

@@ -7,6 +7,7 @@
 #include "log_catcher.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdlib>
 #include <cstring>
@@ -16,7 +17,9 @@
 #include <fcntl.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
@@ -40,6 +43,21 @@ bool has_attached(pid_t pid, uint32_t key, int segment) {
         if (std::sscanf(line.c_str(), "%*s %*s %*s %*s %d", &inode) == 1 && inode == segment) return true;
     }
     return false;
+}
+
+pid_t listener_at(const std::string &path) {
+    sockaddr_un address = {AF_UNIX, {}};
+    if (path.size() >= sizeof address.sun_path) return -1;
+    path.copy(address.sun_path, path.size());
+    const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    ucred peer{};
+    socklen_t bytes = sizeof peer;
+    const bool is_connected = connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    const bool is_absent = !is_connected && (errno == ENOENT || errno == ECONNREFUSED);
+    const bool is_told = is_connected && getsockopt(probe, SOL_SOCKET, SO_PEERCRED, &peer, &bytes) == 0;
+    if (probe >= 0) close(probe);
+    if (is_absent) return 0;
+    return is_told && peer.pid > 0 ? peer.pid : -1;
 }
 
 }  // namespace
@@ -100,7 +118,7 @@ std::vector<pid_t> shared_record::attached() const {
 
 pid_t log_daemon_of(const std::string &path) {
     const int file = open((path + ".lock").c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (file < 0) return 0;
+    if (file < 0) return listener_at(path + ".follow");
     struct flock holder = {};
     holder.l_type = F_WRLCK;
     holder.l_whence = SEEK_SET;

@@ -47,7 +47,8 @@ class shared_record {
     pid_t maker_ = 0;
 };
 
-// The process that holds the lock beside a log socket, 0 when none does.
+// The daemon that reads a log socket: the process that holds the lock beside it, or listens at its live stream where the lock file
+// is not to be read.   Returns 0 when none does, -1 when this user may not know.
 pid_t log_daemon_of(const std::string &path);
 
 // What a process calls itself; empty when it is not known.

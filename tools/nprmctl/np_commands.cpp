@@ -33,9 +33,9 @@ int debug(invocation &call, debug_operation operation, const char *notes) {
     call.notes(notes);
     call.parse();
     if (texts.size() > NPRM_NPDEBUG_COMMAND_WORDS)
-        throw usage_error("there are " + std::to_string(texts.size()) + " words, a command has " +
-                              std::to_string(NPRM_NPDEBUG_COMMAND_WORDS),
-                          usage_of(call.row()));
+        throw usage_error(
+            "there are " + std::to_string(texts.size()) + " words, a command has " + std::to_string(NPRM_NPDEBUG_COMMAND_WORDS),
+            usage_of(call.row()));
     uint32_t command[NPRM_NPDEBUG_COMMAND_WORDS] = {}, words[NPRM_NPDEBUG_ANSWER_WORDS] = {};
     for (size_t i = 0; i < texts.size(); ++i)
         command[i] = word_argument(call, texts[i]);
@@ -89,9 +89,10 @@ int tm_stats(invocation &call) {
 }
 
 int npdebug_init(invocation &call) {
-    return debug(call, nprm_npdbg_init,
-                 "What the words mean is the server's.  The simulated card takes 1, its protocol, and answers with the protocol, the\n"
-                 "session's number and how many commands there are.\n");
+    return debug(
+        call, nprm_npdbg_init,
+        "What the words mean is the server's.  The simulated card takes 1, its protocol, and answers with the protocol, the\n"
+        "session's number and how many commands there are.\n");
 }
 
 int npdebug_request(invocation &call) {

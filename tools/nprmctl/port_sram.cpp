@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include <nlohmann/json.hpp>
+
 int show_port_sram(invocation &call) {
     uint32_t port = 0;
     bool raw = false;

@@ -18,7 +18,7 @@ progress_line::~progress_line() {
 void progress_line::show(uint64_t done) {
     constexpr auto interval = std::chrono::milliseconds(100);
     const auto now = clock::now();
-    if (!is_shown_ || now < next_) return;
+    if (!is_shown_ || (now < next_ && done != all_)) return;
     next_ = now + interval;
     const double seconds = std::chrono::duration<double>(now - start_).count();
     const std::string of_all = all_ == 0 ? "" : " of " + grouped(all_);

@@ -6,14 +6,14 @@
 #include "invocation.h"
 #include "nprm.h"
 
-#include <algorithm>
 #include <cctype>
+#include <string_view>
 
 #include <strings.h>
 
 namespace {
 
-constexpr const char *prefix = "EZreg_NPA_";
+constexpr std::string_view prefix = "EZreg_NPA_";  // of every register's name
 constexpr const char *how = "nprmctl reg blocks lists the blocks, nprmctl reg find TEXT finds registers";
 
 register_range block_range(uint32_t block) {
@@ -40,9 +40,8 @@ register_range registers_of(const std::string &text) {
     for (uint32_t block = 1; block <= nprm_get_register_block_names_size(); ++block)
         if (strcasecmp(text.c_str(), register_block_names[block - 1]) == 0) return block_range(block);
     for (uint32_t index = 0; index < nprm_get_number_of_regs(); ++index) {
-        const std::string name = get_npa_register_name(index);
-        if (strcasecmp(text.c_str(), name.c_str()) == 0 || strcasecmp((prefix + text).c_str(), name.c_str()) == 0)
-            return {index, 1};
+        const char *name = get_npa_register_name(index);
+        if (strcasecmp(text.c_str(), name) == 0 || strcasecmp(text.c_str(), name + prefix.size()) == 0) return {index, 1};
     }
     throw usage_error(in_quotes(text) + " is no block, register or range of indexes", how);
 }
@@ -56,7 +55,8 @@ uint32_t block_of_register(uint32_t index) {
     return 0;
 }
 
-bool contains_text(const std::string &text, const std::string &part) {
-    const auto equal = [](unsigned char one, unsigned char other) { return std::tolower(one) == std::tolower(other); };
-    return std::search(text.begin(), text.end(), part.begin(), part.end(), equal) != text.end();
+bool contains_text(const char *text, const std::string &part) {
+    for (; *text != '\0'; ++text)
+        if (strncasecmp(text, part.c_str(), part.size()) == 0) return true;
+    return false;
 }

@@ -41,13 +41,15 @@ int reg_watch(invocation &call) {
     call.text("WHAT", what, "which registers: a block, a name or indexes");
     call.number("--interval MS", interval_ms, 1, 3'600'000, "milliseconds between two readings; 1000 when not given");
     call.number("--count COUNT", count, 2, UINT32_MAX, "how many readings; when not given, until it is stopped");
-    call.notes("A line a register that has changed since the reading before: the reading's number from 2 on, name, values, difference.\n"
-               "--json needs --count, and prints all changes at the end.\n");
+    call.notes(
+        "A line a register that has changed since the reading before: the reading's number from 2 on, name, values, difference.\n"
+        "--json needs --count, and prints all changes at the end.\n");
     call.parse();
     if (call.json() && count == 0) throw usage_error("--json needs --count", usage_of(call.row()));
     const register_range range = registers_of(what);
     report all;
-    all.table("changes", {{"reading", "reading"}, {"index", "index"}, {"name", "register"}, {"before", "before"}, {"after", "after"}});
+    all.table("changes",
+              {{"reading", "reading"}, {"index", "index"}, {"name", "register"}, {"before", "before"}, {"after", "after"}});
     std::vector<uint32_t> before = read_registers(call, range.first, range.count);
     for (uint32_t reading = 2; count == 0 || reading <= count; ++reading) {
         std::this_thread::sleep_for(std::chrono::milliseconds(interval_ms));

@@ -5,25 +5,43 @@
 #include "text_input.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 
 #include <nlohmann/json.hpp>
 
 namespace {
+
+std::string rounded(const decimal_value &value) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", value.digits, value.number);
+    const bool is_zero = std::strtod(text, nullptr) == 0;
+    return is_zero && text[0] == '-' ? text + 1 : text;  // no "-0.0"
+}
 
 struct as_text {
     std::string operator()(std::monostate) const { return {}; }
     std::string operator()(const std::string &text) const { return printable(text); }
     std::string operator()(uint64_t number) const { return std::to_string(number); }
     std::string operator()(bool yes) const { return yes ? "yes" : "no"; }
+    std::string operator()(const decimal_value &value) const {
+        if (!std::isfinite(value.number)) return "-";
+        return rounded(value) + (value.unit.empty() ? "" : " " + value.unit);
+    }
 };
 
 struct as_fact : as_text {
     using as_text::operator();
+    std::string operator()(std::monostate) const { return "none"; }
     std::string operator()(uint64_t number) const { return grouped(number); }
 };
 
 struct as_json {
     nlohmann::ordered_json operator()(std::monostate) const { return nullptr; }
+    nlohmann::ordered_json operator()(const decimal_value &value) const {
+        if (!std::isfinite(value.number)) return nullptr;
+        return std::strtod(rounded(value).c_str(), nullptr);
+    }
     template <typename value>
     nlohmann::ordered_json operator()(const value &content) const {
         return content;

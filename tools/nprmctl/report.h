@@ -9,7 +9,17 @@
 #include <variant>
 #include <vector>
 
-using cell = std::variant<std::monostate, std::string, uint64_t, bool>;  // monostate: empty text, JSON null
+// A measured value: text rounds it and adds the unit, JSON is the rounded number alone.
+struct decimal_value {
+    double number;
+    uint8_t digits;  // behind the point
+    std::string unit;
+
+    bool operator==(const decimal_value &) const = default;
+};
+
+// monostate: empty text, JSON null
+using cell = std::variant<std::monostate, std::string, uint64_t, bool, decimal_value>;
 
 struct column {
     const char *key;      // in JSON

@@ -158,12 +158,39 @@ uint32_t existing_list(const invocation &call, const std::string &target) {
                       usage_of(call.row()));
 }
 
+// The messages that carry the entries; what else a load sends depends on the list.
+int tell_messages(const invocation &call, uint32_t count) {
+    constexpr uint32_t most = NPRM_TCAM_ENTRIES_MAX;
+    const auto bytes_of = [](uint64_t entries) {
+        return sizeof(nprm_message_header) + (NPRM_TCAM_HEAD_UNITS + entries) * NPRM_RECORD_BYTES_TCAM;
+    };
+    const uint64_t full = count / most, rest = count % most, messages = full + (rest != 0 ? 1 : 0);
+    const uint64_t bytes = full * bytes_of(most) + (rest != 0 ? bytes_of(rest) : 0);
+    report told;
+    told.sentence(counted(count, "entry", "entries") + " would go out in " + counted(messages, "message", "messages") + " of " +
+                  grouped(bytes) + " bytes together, in this order, and be read back; nothing was sent");
+    told.fact("entries", nullptr, uint64_t{count});
+    told.fact("messages", nullptr, messages);
+    told.fact("bytes", nullptr, bytes);
+    told.table("order", {{"messages", "messages"},
+                         {"entries", "entries each"},
+                         {"bytes", "bytes each"},
+                         {"first_position", "from position"},
+                         {"last_position", "to position"}});
+    if (full != 0) told.row({full, uint64_t{most}, bytes_of(most), uint64_t{0}, full * most - 1});
+    if (rest != 0) told.row({uint64_t{1}, rest, bytes_of(rest), full * most, uint64_t{count} - 1});
+    call.print(told);
+    return exit_done;
+}
+
 }  // namespace
 
 int tcam_load(invocation &call) {
     std::string target, path;
+    bool dry_run = false;
     call.text("LIST", target, "the list's number, or new to make one of the size that is needed");
     call.text("FILE", path, "access list, or - for standard input");
+    call.flag("--dry-run", dry_run, "tell messages, bytes and order, and send nothing");
     call.notes(rule_file_notes);
     call.parse();
     const bool is_new = target == "new";
@@ -171,6 +198,7 @@ int tcam_load(invocation &call) {
     if (!is_new) list = existing_list(call, target);
     const rule_file file = read_rules(path);
     const auto count = static_cast<uint32_t>(file.entries.size());
+    if (dry_run) return tell_messages(call, count);
     connect_to_server(call);
     if (is_new) list = create_list(count);
     const uint32_t size = is_new ? count : size_of_list(list);

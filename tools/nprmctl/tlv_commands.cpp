@@ -13,6 +13,8 @@
 #include <cstring>
 #include <utility>
 
+#include <nlohmann/json.hpp>
+
 using nlohmann::ordered_json;
 
 namespace {

@@ -144,4 +144,18 @@ TEST_F(Control, AnswersWithWhatFitsADatagramWhenAllListsAreTaken) {
     EXPECT_EQ(json::parse(status)["models"]["TCAM"]["lists"].size(), 256U);
 }
 
+TEST_F(Control, SteersTraffic) {
+    EXPECT_EQ(answer(R"({"command": "traffic"})"), R"({"ok":true,"traffic":{"rate":10000,"frozen":false}})");
+    EXPECT_EQ(answer(R"({"command": "traffic", "rate": 5, "frozen": true, "advance_ms": 2000})"),
+              R"({"ok":true,"traffic":{"rate":5,"frozen":true}})");
+    EXPECT_EQ(ask(R"({"command": "status"})")["traffic"], json::parse(R"({"rate": 5, "frozen": true})"));
+    EXPECT_EQ(ask(R"({"command": "status"})")["models"]["MAC"]["seconds"], 2);
+    expect_refused(R"({"command": "traffic", "rate": 100000001, "advance_ms": 1000})", "from 0 to 100000000");
+    expect_refused(R"({"command": "traffic", "rate": 7, "advance_ms": 86400001})", "from 0 to 86400000");
+    expect_refused(R"({"command": "traffic", "rate": 7, "frozen": 1})", "true or false");
+    expect_refused(R"({"command": "traffic", "speed": 7})", "no member");
+    EXPECT_EQ(card_.traffic.packets_per_second, 5U);
+    EXPECT_EQ(ask(R"({"command": "status"})")["models"]["MAC"]["seconds"], 2);
+}
+
 }  // namespace

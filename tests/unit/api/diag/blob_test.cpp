@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "printed.h"
 #include "tests/support/bytes.h"
 #include "tests/support/scripted_client.h"
@@ -227,6 +230,37 @@ TEST_F(Blob, ALagGroupsMembersStopAtTheEntrysEnd) {
     const std::string text = decoded(0);
     EXPECT_NE(text.find("\n  member_port[3]                  8    0x4 (4)"), std::string::npos) << text;
     EXPECT_EQ(text.find("member_port[4]"), std::string::npos) << text;
+}
+
+TEST_F(Blob, TheLargestEntryNeedsNoMoreTextThanIsSaid) {
+    std::vector<uint8_t> data(264, 0xFF);
+    for (uint32_t type = 1; type <= 24; ++type) {
+        used = 0;
+        add(type, 0xFFFFFFFF, data);
+        put_words(used, {0});
+        EXPECT_LT(decoded(0).size(), size_t{NPRM_ENTRY_TEXT_BYTES_MAX}) << type;
+    }
+    used = 0;
+    add(10, 0xFFFFFFFF, data);
+    EXPECT_NE(decoded(0).find("member_port[254]"), std::string::npos) << "a list in a blob is longer than a table's entry holds";
+}
+
+TEST_F(Blob, NothingIsReadBehindTheTypeWordOf0) {
+    // The blob ends where the readable memory does.
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    auto *memory = static_cast<uint8_t *>(mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    ASSERT_NE(memory, MAP_FAILED);
+    ASSERT_EQ(mprotect(memory + page, page, PROT_NONE), 0);
+    const std::vector<uint8_t> bytes = bytes_of("15 00 00 00  01 00 00 00  02 00 00 00  09 08 07 06 05 00 00 00  00 00 00 00");
+    uint8_t *start = memory + page - bytes.size();
+    std::copy(bytes.begin(), bytes.end(), start);
+    stdout_of([&] {
+        const auto *words_there = reinterpret_cast<const uint32_t *>(start);
+        EXPECT_EQ(stream_of([&](FILE *file) { EXPECT_EQ(nprm_decode_config_to_file(file, 0, nullptr, words_there), 0); }),
+                  printed(21, 1, {9, 8, 7, 6, 5}));
+        EXPECT_EQ(nprm_decode_config(words_there + 5), 1);
+    });
+    munmap(memory, 2 * page);
 }
 
 // ---- stepping

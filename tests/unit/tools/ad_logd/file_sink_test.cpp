@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 #include <gmock/gmock.h>
@@ -91,6 +92,7 @@ TEST(FileSink, MakesItsFileAnewWhenItIsRemovedOrReopened) {
     write_now(file, "three");
     EXPECT_EQ(content_of(files / "old"), "two\nthree\n");
     file.reopen();
+    EXPECT_TRUE(fs::exists(files / "log")) << "before the next record";
     write_now(file, "four");
     EXPECT_EQ(content_of(files / "log"), "four\n");
 }
@@ -105,7 +107,7 @@ TEST(FileSink, RefusesWhatIsNoFileOfItsOwn) {
         std::string path;
         const char *says;
     } rows[] = {{files / "symlink", "it is a symbolic link"},
-                {files / "fifo", "No such device or address"},
+                {files / "fifo", "it is no regular file"},
                 {files / "hard", "it has other names (hard links)"},
                 {files.path(), "Is a directory"},
                 {"/dev/full", "it is no regular file"},
@@ -153,9 +155,53 @@ TEST(FileSink, KeepsWholeRecordsOnAFullDiskAndTellsOfTheOthers) {
     setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_EQ(content_of(files / "log"), "1111\n2222\n");
     EXPECT_EQ(file.lost(), 3U);
+    EXPECT_TRUE(file.is_waiting());
+    file.flush();  // without another record
+    EXPECT_EQ(content_of(files / "log"), "1111\n2222\n3 records lost here: File too large\n");
+    EXPECT_FALSE(file.is_waiting());
     write_now(file, "6666");
     EXPECT_EQ(content_of(files / "log"), "1111\n2222\n3 records lost here: File too large\n6666\n");
     EXPECT_EQ(file.lost(), 3U);
+}
+
+TEST(FileSink, EndsAHalfLineThatACrashLeftBehind) {
+    const scratch_directory files;
+    std::ofstream(files / "log") << "whole\nha";
+    file_sink file({files / "log", append_bare, 0, 0});
+    write_now(file, "one");
+    EXPECT_EQ(content_of(files / "log"), "whole\nha\none\n");
+    std::ofstream(files / "log", std::ios::app) << "hal";
+    file.reopen();
+    write_now(file, "two");
+    write_now(file, "three");
+    EXPECT_EQ(content_of(files / "log"), "whole\nha\none\nhal\ntwo\nthree\n");
+}
+
+TEST(FileSink, SaysThatItCannotRotateAndTriesAgainLater) {
+    const scratch_directory files;
+    fs::create_directories(files / "log.1/x");
+    file_sink file({files / "log", append_bare, 10, 1});
+    for (const char *text : {"1111", "2222", "3333", "4444"})
+        write_now(file, text);
+    EXPECT_EQ(content_of(files / "log"), "1111\n2222\nthis file is not rotated: Is a directory\n3333\n4444\n");
+    fs::remove_all(files / "log.1");
+    for (int i = 0; i < 12 && !fs::exists(files / "log.1"); ++i)
+        write_now(file, "5555");
+    EXPECT_TRUE(content_of(files / "log.1").starts_with("1111\n"));
+    EXPECT_EQ(file.lost(), 0U);
+}
+
+TEST(FileSink, RotatesNoFileThatSomebodyElsePutInItsPlace) {
+    const scratch_directory files;
+    file_sink file({files / "log", append_bare, 10, 1});
+    write_now(file, "1111");
+    write_now(file, "2222");
+    fs::rename(files / "log", files / "moved");
+    std::ofstream(files / "log") << "xx\n";
+    write_now(file, "3333");
+    EXPECT_EQ(content_of(files / "log"), "xx\n3333\n");
+    EXPECT_EQ(content_of(files / "moved"), "1111\n2222\n");
+    EXPECT_FALSE(fs::exists(files / "log.1"));
 }
 
 }  // namespace

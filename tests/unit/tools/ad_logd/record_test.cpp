@@ -21,6 +21,9 @@ TEST(Record, AsText) {
     EXPECT_EQ(formed(append_text_line, plain), "2023-11-14T22:13:20.000012Z log pid 34 uid 5: npd(34)ERRO:f.c:1-> \"x\" \\x1b\n");
     EXPECT_EQ(formed(append_text_line, remarkable),
               "2023-11-14T22:13:21.999999Z special pid 34 uid 5 (says pid 77; malformed: no time): x\n");
+    record of_another_namespace = plain;
+    of_another_namespace.pid = 0;
+    EXPECT_EQ(formed(append_text_line, of_another_namespace).substr(27, 21), " log pid 0 uid 5: npd");
     EXPECT_EQ(formed(append_text_line, own), "1970-01-01T00:00:00.000000Z daemon: 3 records lost here: File too large\n");
 }
 

@@ -30,6 +30,8 @@ TEST(SafeText, WritesC1ControlsAndDirectionMarksOut) {
                    "31m\xC2\x80\xC2\x9F"),
               "\\u009b31m\\u0080\\u009f");
     EXPECT_EQ(safe("\xE2\x80\xAE\xE2\x80\xA8\xE2\x81\xA6\xEF\xBB\xBF"), "\\u202e\\u2028\\u2066\\ufeff");
+    EXPECT_EQ(safe("\xE2\x81\xAA\xE2\x81\xAF\xE1\xA0\x8E"), "\\u206a\\u206f\\u180e");
+    EXPECT_EQ(safe("\xF3\xA0\x80\x80\xF3\xA0\x81\xBF\xF3\xA0\x82\x80"), "\\U000e0000\\U000e007f\xF3\xA0\x82\x80");
     EXPECT_EQ(safe("\xC2\xA0"), "\xC2\xA0");
 }
 

@@ -1,5 +1,6 @@
 // Places in the file system, receiving, and queues towards slow readers.
 
+#include "daemon.h"
 #include "outgoing.h"
 #include "place.h"
 #include "receiver.h"
@@ -13,7 +14,10 @@
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -90,6 +94,14 @@ TEST(Mode, IsOctal) {
         EXPECT_FALSE(read_mode(text, mode)) << text;
 }
 
+TEST(LogDaemon, HasTwoSocketsAndNotOneTwice) {
+    const scratch_directory files;
+    daemon_options wanted = {};
+    wanted.path = files / "log";
+    wanted.special_path = files / "./log";
+    EXPECT_THAT(refusal_of([&] { log_daemon daemon(wanted); }), HasSubstr("--socket and --special are the same socket"));
+}
+
 TEST(Receiver, TakesBatchesWithTheKernelsWordOnTheSender) {
     use_private_ipc();
     const scratch_directory files;
@@ -155,6 +167,53 @@ TEST(Receiver, KeepsLevelAndFiltersWhenItsSocketIsMadeAnew) {
     EXPECT_EQ(record->level, 3);
     EXPECT_EQ(record->client_ip, 0x0100000AU);
     ad_return_ad_debug_cfg_p(record);
+}
+
+// A segment under the key of a dead socket's file.   Returns its number.
+int segment_under(const std::string &path, size_t bytes) {
+    const key_t key = ftok(path.c_str(), AD_DEBUG_KEY_ID);
+    shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);  // of a file before that had this one's number
+    const int segment = shmget(key, bytes, IPC_CREAT | IPC_EXCL | 0666);
+    if (segment < 0) return -1;
+    auto *const words = static_cast<int32_t *>(shmat(segment, nullptr, 0));
+    *words = 3;
+    shmdt(words);
+    return segment;
+}
+
+int32_t level_of(const std::string &path) {
+    ad_debug_cfg *record = nullptr;
+    EXPECT_EQ(ad_get_ad_debug_cfg_p_no_create(path.c_str(), &record), 0);
+    const int32_t level = record->level;
+    ad_return_ad_debug_cfg_p(record);
+    return level;
+}
+
+TEST(Receiver, LeavesASegmentAloneThatIsNoRecordOrThatAnotherUserMade) {
+    use_private_ipc();
+    const scratch_directory files;
+    bind_place(files / "log", SOCK_DGRAM, 0600).reset();
+    const int larger = segment_under(files / "log", 4096);
+    ASSERT_GE(larger, 0);
+    const unique_fd keeps_the_inode_in_use(open((files / "log").c_str(), O_PATH | O_CLOEXEC));
+    {
+        const receiver log({files / "log", 0600, 10});
+        EXPECT_EQ(level_of(files / "log"), 0);
+    }
+    EXPECT_EQ(shmctl(larger, IPC_RMID, nullptr), 0) << "it is still there";
+    if (getuid() != 0) GTEST_SKIP() << "another user's segment needs root";
+    bind_place(files / "other", SOCK_DGRAM, 0600).reset();
+    const unique_fd keeps_this_too(open((files / "other").c_str(), O_PATH | O_CLOEXEC));
+    ASSERT_EQ(chmod(files.path().c_str(), 0755), 0);
+    const pid_t child = fork();
+    if (child == 0) _exit(setuid(12345) == 0 && segment_under(files / "other", sizeof(ad_debug_cfg)) >= 0 ? 0 : 1);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
+    const int foreign = shmget(ftok((files / "other").c_str(), AD_DEBUG_KEY_ID), 0, 0);
+    const receiver other({files / "other", 0600, 10});
+    EXPECT_EQ(level_of(files / "other"), 0);
+    EXPECT_EQ(shmctl(foreign, IPC_RMID, nullptr), 0) << "it is still there";
 }
 
 TEST(Outgoing, KeepsToItsSizeAndSendsWhatTheSocketTakes) {

@@ -75,6 +75,15 @@ TEST(Report, IsSafeOnATerminalAndValidJsonWhateverTextComes) {
     EXPECT_EQ(content.json(), "{\n  \"text\": \"a\\u001b[2J\\nb\xEF\xBF\xBD\"\n}\n");
 }
 
+TEST(Report, RoundsMeasuredValuesAndKeepsTheUnitOutOfJson) {
+    report content;
+    content.fact("power", "power", decimal_value{0.12345, 3, "mW"});
+    content.fact("zero", "zero", decimal_value{-0.04, 1, ""});
+    content.fact("none", "none", decimal_value{1e300 * 1e300, 1, "C"});
+    EXPECT_EQ(content.text(), "power  0.123 mW\nzero   0.0\nnone   -\n");
+    EXPECT_EQ(content.json(), "{\n  \"power\": 0.123,\n  \"zero\": 0.0,\n  \"none\": null\n}\n");
+}
+
 TEST(Grouped, PutsACommaBeforeEveryThreeDigits) {
     EXPECT_EQ(grouped(0), "0");
     EXPECT_EQ(grouped(999), "999");

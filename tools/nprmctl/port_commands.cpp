@@ -1,0 +1,226 @@
+// port show, set, counters, led: an Ethernet port's settings and what it has counted.
+
+#include "failure.h"
+#include "invocation.h"
+#include "nprm.h"
+#include "port_text.h"
+#include "server.h"
+#include "simcard/nprm_simcard.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <span>
+
+namespace {
+
+constexpr uint32_t ports_shown_most = 256;  // ports that are asked for when no port is named
+
+// Words for the values of a setting, by value.
+using value_words = std::span<const char *const>;
+constexpr const char *speeds[] = {"10M", "100M", "1000M", "10G", "40G", "100G"};
+constexpr const char *switches[] = {"off", "on"};
+constexpr const char *links[] = {"down", "up"};
+constexpr const char *leds[] = {"off", "green", "amber", "blink"};
+
+std::string choices(value_words words) {
+    std::string text;
+    for (const char *word : words)
+        text += (text.empty() ? "" : "|") + std::string(word);
+    return text;
+}
+
+std::string word_of(value_words words, uint32_t value) {
+    return value < words.size() ? words[value] : std::to_string(value);
+}
+
+// A value by its word, or by its number: another server may have values that have no word here.
+uint32_t value_of(const invocation &call, const char *option, value_words words, const std::string &text) {
+    const auto found = std::ranges::find(words, text);
+    if (found != words.end()) return static_cast<uint32_t>(found - words.begin());
+    if (const auto number = decimal<uint32_t>(text)) return *number;
+    throw usage_error(
+        std::string(option) + ": " + in_quotes(text) + " is none of " + choices(words) + ", and no number from 0 to 4294967295",
+        usage_of(call.row()));
+}
+
+using mac_address = std::array<uint8_t, NPRM_MAC_ADDRESS_BYTES>;
+
+std::string text_of(const mac_address &address) {
+    char text[18];
+    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", address[0], address[1], address[2], address[3], address[4],
+                  address[5]);
+    return text;
+}
+
+mac_address address_of(const invocation &call, const std::string &text) {
+    mac_address address = {};
+    bool fits = text.size() == 17;
+    for (size_t i = 0; fits && i < address.size(); ++i) {
+        const char *digits = text.data() + 3 * i;
+        const auto [end, error] = std::from_chars(digits, digits + 2, address[i], 16);
+        fits = error == std::errc{} && end == digits + 2 && (i == 5 || *end == ':');
+    }
+    if (!fits)
+        throw usage_error("--mac: " + in_quotes(text) + " is no MAC address: six bytes in hexadecimal, such as 02:00:00:00:00:01",
+                          usage_of(call.row()));
+    return address;
+}
+
+struct port_settings {
+    uint32_t link, speed, negotiation, mtu;
+    mac_address address;
+};
+
+// Nothing when there is no such port.
+std::optional<port_settings> settings_of(uint32_t port) {
+    port_settings now = {};
+    const std::string unknown = "the settings of " + port_name(port) + " are not known";
+    const answer first = ask([&] { return nprm_mac_if_get_link_state(port, &now.link); });
+    if (first.code == NPRM_ERROR_ETHMON_INVALID_PORT) return std::nullopt;
+    if (first.code != NPRM_OK) throw unknown_for(unknown, first);
+    learn(unknown, [&] { return nprm_mac_if_get_speed(port, &now.speed); });
+    learn(unknown, [&] { return nprm_mac_if_get_negotiate(port, &now.negotiation); });
+    learn(unknown, [&] { return nprm_mac_if_get_mtu(port, &now.mtu); });
+    learn(unknown, [&] { return nprm_mac_if_get_macaddr(port, now.address.data()); });
+    return now;
+}
+
+// A setting of one word: its option, and the operation that sets it.
+struct word_setting {
+    const char *option, *name;
+    value_words words;
+    uint32_t (*set)(uint32_t port, uint32_t value);
+};
+constexpr word_setting word_settings[] = {
+    {"--link", "link state", links, nprm_mac_if_set_link_state},
+    {"--speed", "speed", speeds, nprm_mac_if_set_speed},
+    {"--negotiate", "negotiation", switches, nprm_mac_if_set_negotiate},
+};
+
+struct counter_row {
+    const char *key, *help;
+};
+constexpr counter_row counter_rows[] = {
+#define COUNTER_ROW(identifier, help) {#identifier, help},
+    NPRM_SIMCARD_PORT_COUNTER_LIST(COUNTER_ROW)
+#undef COUNTER_ROW
+};
+static_assert(std::size(counter_rows) == NPRM_PORT_COUNTERS, "every counter has a name");
+
+}  // namespace
+
+int port_show(invocation &call) {
+    uint32_t port = 0;
+    call.number("[PORT]", port, 0, port_most, port_help);
+    call.notes(
+        "Without PORT all ports, from 0 up to the first that the card does not have.\nExample: nprmctl port show 3 --json\n");
+    call.parse();
+    connect_to_server(call);
+    const bool one = call.given("[PORT]");
+    report shown;
+    shown.table("ports", {{"port", "port"},
+                          {"link", "link"},
+                          {"speed", "speed"},
+                          {"speed_code", nullptr},
+                          {"negotiation", "negotiation"},
+                          {"mtu", "MTU"},
+                          {"mac", "MAC address"}});
+    for (uint32_t at = one ? port : 0; one || at < ports_shown_most; ++at) {
+        const auto now = settings_of(at);
+        if (!now && (one || at == 0)) throw refusal("there is no " + port_name(at), NPRM_ERROR_ETHMON_INVALID_PORT);
+        if (!now) break;
+        shown.row({uint64_t{at}, word_of(links, now->link), word_of(speeds, now->speed), uint64_t{now->speed},
+                   word_of(switches, now->negotiation), uint64_t{now->mtu}, text_of(now->address)});
+        if (one) break;
+    }
+    call.print(shown);
+    return exit_done;
+}
+
+int port_set(invocation &call) {
+    uint32_t port = 0, mtu = 0;
+    std::string texts[std::size(word_settings)], mac;
+    call.number("PORT", port, 0, port_most, port_help);
+    call.text("--link STATE", texts[0], "up or down");
+    call.text("--speed SPEED", texts[1], "10M, 100M, 1000M, 10G, 40G or 100G");
+    call.text("--negotiate SWITCH", texts[2], "on or off");
+    call.number("--mtu BYTES", mtu, 0, UINT32_MAX, "longest packet; 64 to 9216 on the simulated card");
+    call.text("--mac ADDRESS", mac, "MAC address, such as 02:00:00:00:00:01");
+    call.notes(
+        "Settings are made one after the other; the first that is refused ends the command, those before it stay.\n"
+        "Numbers stand for values that have no word.\n"
+        "Example: nprmctl port set 8 --speed 100M --negotiate off --mtu 9000\n");
+    call.parse();
+    std::vector<std::pair<std::string, std::function<uint32_t()>>> wanted;
+    for (size_t i = 0; i < std::size(word_settings); ++i) {
+        const word_setting &row = word_settings[i];
+        if (!call.given(row.option)) continue;
+        const uint32_t value = value_of(call, row.option, row.words, texts[i]);
+        wanted.emplace_back(row.name, [=, set = row.set] { return set(port, value); });
+    }
+    if (call.given("--mtu")) wanted.emplace_back("MTU", [=] { return nprm_mac_if_set_mtu(port, mtu); });
+    if (call.given("--mac"))
+        wanted.emplace_back("MAC address",
+                            [=, address = address_of(call, mac)] { return nprm_mac_if_set_macaddr(port, address.data()); });
+    if (wanted.empty()) throw usage_error("nothing is to be set: give at least one option", usage_of(call.row()));
+    connect_to_server(call);
+    std::string set;
+    for (const auto &[name, operation] : wanted) {
+        change("the " + name + " of " + port_name(port) + " was not set" + (set.empty() ? "" : " (" + set + " was)"), operation);
+        set += (set.empty() ? "" : ", ") + name;
+    }
+    report done;
+    done.sentence(port_name(port) + ": " + set + " set");
+    done.fact("port", nullptr, uint64_t{port});
+    done.fact("set", nullptr, set);
+    call.print(done);
+    return exit_done;
+}
+
+int port_counters(invocation &call) {
+    uint32_t port = 0;
+    bool clear = false, all = false;
+    call.number("PORT", port, 0, port_most, port_help);
+    call.flag("--clear", clear, "the card begins to count from 0 again after this");
+    call.flag("--all", all, "counters that are 0 too");
+    call.notes(
+        "The names are those of the simulated card; another server may count other things in these 44 places.\n"
+        "Example: nprmctl port counters 0 --all\n");
+    call.parse();
+    connect_to_server(call);
+    uint32_t counters[NPRM_PORT_COUNTERS] = {};
+    learn("the counters of " + port_name(port) + " are not known",
+          [&] { return nprm_mac_if_get_counters(port, counters, clear ? 1 : 0); });
+    report told;
+    told.fact("port", nullptr, uint64_t{port});
+    told.table("counters", {{"index", "place"}, {"name", nullptr}, {"meaning", "what"}, {"count", "count"}});
+    bool any = false;
+    for (uint32_t i = 0; i < NPRM_PORT_COUNTERS; ++i) {
+        if (counters[i] == 0 && !all && !call.json()) continue;
+        any = true;
+        told.row({uint64_t{i}, std::string(counter_rows[i].key), std::string(counter_rows[i].help), uint64_t{counters[i]}});
+    }
+    if (!any) told.sentence("all counters of " + port_name(port) + " are 0");
+    call.print(told);
+    return exit_done;
+}
+
+int port_led(invocation &call) {
+    uint32_t port = 0;
+    std::string text;
+    call.number("PORT", port, 0, port_most, port_help);
+    call.text("LED", text, "off, green, amber or blink, or a number");
+    call.notes("Example: nprmctl port led 3 blink\n");
+    call.parse();
+    const uint32_t value = value_of(call, "LED", leds, text);
+    connect_to_server(call);
+    change("the LED of " + port_name(port) + " was not set", [&] { return nprm_set_port_led(port, value); });
+    report done;
+    done.sentence("the LED of " + port_name(port) + " is set to " + word_of(leds, value));
+    done.fact("port", nullptr, uint64_t{port});
+    done.fact("led", nullptr, word_of(leds, value));
+    done.fact("value", nullptr, uint64_t{value});
+    call.print(done);
+    return exit_done;
+}
