@@ -45,7 +45,7 @@ int fib_delete(invocation &);
 int fib_look_up(invocation &);
 int fib_generate(invocation &);  // fib_table.cpp
 int fib_bench(invocation &);
-int fib_load(invocation &);          // fib_load.cpp
+int fib_load(invocation &);     // fib_load.cpp
 int blob_decode(invocation &);  // blob_commands.cpp
 int blob_encode(invocation &);
 int blob_check(invocation &);
@@ -68,6 +68,14 @@ int npdebug_init(invocation &);
 int npdebug_request(invocation &);
 int show_port_sram(invocation &);  // port_sram.cpp
 int reg_watch(invocation &);       // register_watch.cpp
+int stats_tables(invocation &);    // stats_commands.cpp
+int stats_show(invocation &);
+int stats_clear(invocation &);
+int stats_alloc(invocation &);
+int stats_monitor(invocation &);
+int stats_watch(invocation &);   // stats_watch.cpp
+int stats_export(invocation &);  // stats_export.cpp
+int stats_save(invocation &);
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 
