@@ -41,6 +41,7 @@ int log_filter(invocation &);
 int log_show(invocation &);
 int log_reload(invocation &);
 int log_send(invocation &);
+int fib_load(invocation &);     // fib_load.cpp
 int blob_decode(invocation &);  // blob_commands.cpp
 int blob_encode(invocation &);
 int blob_check(invocation &);
@@ -105,6 +106,16 @@ int npdebug_init(invocation &);
 int npdebug_request(invocation &);
 int show_port_sram(invocation &);    // port_sram.cpp
 int reg_watch(invocation &);         // register_watch.cpp
+int show_port_sram(invocation &);  // port_sram.cpp
+int reg_watch(invocation &);       // register_watch.cpp
+int stats_tables(invocation &);    // stats_commands.cpp
+int stats_show(invocation &);
+int stats_clear(invocation &);
+int stats_alloc(invocation &);
+int stats_monitor(invocation &);
+int stats_watch(invocation &);   // stats_watch.cpp
+int stats_export(invocation &);  // stats_export.cpp
+int stats_save(invocation &);
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 
