@@ -68,7 +68,8 @@ nlohmann::json describe_interface(uint16_t id, const interface_state &one) {
 
 nlohmann::json describe_group(const nlohmann::json &question) {
     const auto &groups = interfaces().bridge_groups;
-    const auto found = question.is_number_unsigned() ? groups.find(question.get<uint8_t>()) : groups.end();
+    const bool may_be_one = question.is_number_integer() && question >= 0 && question <= UINT8_MAX;
+    const auto found = may_be_one ? groups.find(question.get<uint8_t>()) : groups.end();
     if (found == groups.end()) throw std::invalid_argument("there is no such bridge group");
     nlohmann::json vlans = nlohmann::json::array();
     for (const auto &[vlan, value] : found->second.vlans)

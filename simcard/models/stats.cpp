@@ -46,15 +46,14 @@ bool answer_data(model_reply &reply, size_t bytes) {
 
 uint32_t allocate(const table_request &request, model_reply &reply) {
     std::vector<bool> &taken = allocated[request.table.id];
-    if (std::ranges::count(taken, false) < static_cast<ptrdiff_t>(request.record.count)) return NPRM_ERROR;
-    answer_data(reply, request.record.count * sizeof(uint32_t));
-    uint32_t id = 0;
-    for (uint32_t i = 0; i < request.record.count; ++i) {
-        while (taken[id])
-            ++id;
+    std::vector<uint32_t> ids;
+    for (uint32_t id = 0; id < taken.size() && ids.size() < request.record.count; ++id)
+        if (!taken[id] && !belongs_to_configuration(request.table.id, id)) ids.push_back(id);
+    if (ids.size() < request.record.count) return NPRM_ERROR;
+    for (const uint32_t id : ids)
         taken[id] = true;
-        std::memcpy(reply.rest(data_offset).data() + i * sizeof id, &id, sizeof id);
-    }
+    answer_data(reply, ids.size() * sizeof(uint32_t));
+    std::memcpy(reply.rest(data_offset).data(), ids.data(), ids.size() * sizeof(uint32_t));
     return NPRM_OK;
 }
 

@@ -125,6 +125,18 @@ void count_traffic() {
     spread_over_nodes(redirected);
 }
 
+bool belongs_to_configuration(uint32_t table, uint32_t entry) {
+    switch (table) {
+        case stats_of_interfaces:
+        case stats_of_classes:
+            return interfaces().interfaces.contains(static_cast<uint16_t>(entry));
+        case stats_of_nodes:
+            return fdm().nodes.contains(static_cast<uint8_t>(entry));
+        default:
+            return false;
+    }
+}
+
 void forget_traffic() {
     counted = {};
     monitored = {};

@@ -116,7 +116,7 @@ constexpr command rows[] = {
     {"stats alloc", stats_alloc, "TABLE COUNT", "have the server give out entries of a table"},
     {"stats monitor", stats_monitor, "", "show the monitor statistics"},
     {"stats export", stats_export, "[TABLE] [--csv] [--segment FILE]", "print a snapshot of the counters as JSON or CSV"},
-    {"stats save", stats_save, "FILE", "save the shared counters for stats show --segment"},
+    {"stats save", stats_save, "FILE", "save the shared counters, to be shown without a card"},
     {"completion", print_completion, "bash", "print the completion for a shell"},
     {"help", print_help, "[COMMAND...]", "show all commands, or one in full"},
 };
