@@ -64,7 +64,7 @@ TEST_F(Simcard, AnswersAnOperationThatNoComponentHasWithUnsupported) {
         size_t record_bytes, records_answered;
         uint32_t word;  // the code, or the status of statistics
     } components[] = {{"190484", 38, 2, 2},  {"190485", 268, 1, 2},  {"190486", 80, 2, 2}, {"190487", 35, 2, 2},
-                      {"190489", 788, 1, 2}, {"190490", 9612, 1, 0}, {"190493", 40, 2, 2}, {"190502", 296, 1, 2}};
+                      {"190489", 788, 2, 2}, {"190490", 9612, 1, 0}, {"190493", 40, 2, 2}, {"190502", 296, 2, 2}};
     for (const auto &component : components) {
         frame message(8 + 2 * component.record_bytes, 0);
         put32(message, 0, 0x77);
