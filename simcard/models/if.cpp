@@ -66,9 +66,22 @@ nlohmann::json describe_interface(uint16_t id, const interface_state &one) {
             {"bridge_group", or_null(one.bridge_group)}};
 }
 
+// Those from an id on, as many as an answer has room for.
+nlohmann::json describe_interfaces(const nlohmann::json &first) {
+    constexpr size_t interfaces_max = 64;
+    if (!first.is_number_unsigned() || first.get<uint64_t>() > UINT16_MAX)
+        throw std::invalid_argument("interfaces have the numbers 0 to 65535");
+    const auto &all = interfaces().interfaces;
+    nlohmann::json told = nlohmann::json::array();
+    for (auto one = all.lower_bound(first.get<uint16_t>()); one != all.end() && told.size() < interfaces_max; ++one)
+        told.push_back(describe_interface(one->first, one->second));
+    return {{"interfaces", told}};
+}
+
 nlohmann::json describe_group(const nlohmann::json &question) {
     const auto &groups = interfaces().bridge_groups;
-    const auto found = question.is_number_unsigned() ? groups.find(question.get<uint8_t>()) : groups.end();
+    const bool is_number = question.is_number_unsigned() && question.get<uint64_t>() <= UINT8_MAX;
+    const auto found = is_number ? groups.find(question.get<uint8_t>()) : groups.end();
     if (found == groups.end()) throw std::invalid_argument("there is no such bridge group");
     nlohmann::json vlans = nlohmann::json::array();
     for (const auto &[vlan, value] : found->second.vlans)
@@ -76,12 +89,14 @@ nlohmann::json describe_group(const nlohmann::json &question) {
     return {{"interfaces", {found->second.first, found->second.second}}, {"vlans", vlans}};
 }
 
-// {"interface": ID}, {"bridge_group": GROUP}, and the FIB's questions
+// {"interface": ID}, {"interfaces": FIRST}, {"bridge_group": GROUP}, and the FIB's questions
 nlohmann::json ask(const nlohmann::json &question) {
     if (question.contains("bridge_group")) return describe_group(question["bridge_group"]);
+    if (question.contains("interfaces")) return describe_interfaces(question["interfaces"]);
     if (!question.contains("interface")) return ask_fib(question);
     const nlohmann::json &id = question["interface"];
-    const interface_state *found = id.is_number_unsigned() ? find_interface(id.get<uint32_t>()) : nullptr;
+    const bool is_number = id.is_number_unsigned() && id.get<uint64_t>() <= UINT16_MAX;
+    const interface_state *found = is_number ? find_interface(id.get<uint32_t>()) : nullptr;
     if (found == nullptr) throw std::invalid_argument("there is no such interface");
     return describe_interface(id.get<uint16_t>(), *found);
 }

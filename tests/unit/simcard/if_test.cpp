@@ -85,6 +85,26 @@ TEST_F(Interfaces, KeepWhatTheyWereCreatedWith) {
     EXPECT_EQ(state()["interfaces"], 0);
 }
 
+TEST_F(Interfaces, AnswerQuestionsByTheirWholeNumberOnly) {
+    const auto ask_card = [](const json &question) { return find_component(3)->model->ask(question); };
+    for (uint32_t id = 0; id < 70; ++id)
+        create(id, sb, 0);
+    create(100, physical, 0);
+    create(101, physical, 1);
+    ASSERT_EQ(with_words(10, {5, 100, 101}), ok);
+    EXPECT_EQ(ask_card({{"bridge_group", 5U}})["interfaces"], json::parse("[100, 101]"));
+    EXPECT_THROW(ask_card({{"bridge_group", 256U + 5U}}), std::invalid_argument);
+    EXPECT_THROW(ask_card({{"bridge_group", -251}}), std::invalid_argument);
+    EXPECT_THROW(ask_card({{"interface", uint64_t{4294967296} + 5}}), std::invalid_argument);
+    EXPECT_THROW(ask_card({{"interfaces", 65536U}}), std::invalid_argument);
+    const json first = ask_card({{"interfaces", 0U}})["interfaces"], rest = ask_card({{"interfaces", 64U}})["interfaces"];
+    ASSERT_EQ(first.size(), 64U);
+    EXPECT_EQ(first[63]["id"], 63);
+    ASSERT_EQ(rest.size(), 8U);
+    EXPECT_EQ(rest[6], about(100));
+    EXPECT_TRUE(ask_card({{"interfaces", 102U}})["interfaces"].empty());
+}
+
 TEST_F(Interfaces, RefuseToBeCreatedWrongly) {
     ASSERT_EQ(create(1, physical, 5), ok);
     EXPECT_EQ(create(1, physical, 6), exists);
@@ -199,7 +219,7 @@ TEST_F(Interfaces, AreBridgedInPairs) {
         create(port, port == 3 ? physical | layer_3 : physical, port);
     create(100, channel, 0);
     EXPECT_EQ(with_words(10, {5, 0, 1}), ok);
-    EXPECT_EQ(find_component(3)->model->ask({{"bridge_group", 5}}), json::parse(R"({"interfaces": [0, 1], "vlans": []})"));
+    EXPECT_EQ(find_component(3)->model->ask({{"bridge_group", 5U}}), json::parse(R"({"interfaces": [0, 1], "vlans": []})"));
     EXPECT_EQ(with_words(10, {5, 2, 100}), group_exists);
     EXPECT_EQ(with_words(10, {6, 1, 2}), in_group);
     EXPECT_EQ(with_words(10, {6, 2, 3}), not_layer_2);
@@ -213,7 +233,7 @@ TEST_F(Interfaces, AreBridgedInPairs) {
     EXPECT_EQ(vlan(12, 6, 11, 99), group_absent);
     EXPECT_EQ(vlan(12, 5, 0, 99), param);
     EXPECT_EQ(vlan(12, 5, 4095, 99), param);
-    EXPECT_EQ(find_component(3)->model->ask({{"bridge_group", 5}})["vlans"], json::parse(R"([{"vlan": 10, "value": 99}])"));
+    EXPECT_EQ(find_component(3)->model->ask({{"bridge_group", 5U}})["vlans"], json::parse(R"([{"vlan": 10, "value": 99}])"));
     EXPECT_EQ(with_words(11, {5}), group_has_vlan);
     EXPECT_EQ(vlan(13, 5, 11, 99), vlan_unused);
     EXPECT_EQ(vlan(13, 6, 10, 99), group_absent);
@@ -248,6 +268,38 @@ TEST_F(Interfaces, AreNamedByTheirPortsInThePortMapping) {
     EXPECT_EQ(get32(reply, 12), 32U);
     EXPECT_EQ(get32(reply, 16), 0xFFFFFFFFU);
     EXPECT_EQ(get32(reply, 20), 0xFFFF1234U);
+}
+
+// 6000 routes have more entries in the FIB's tables than a message holds.
+TEST_F(Interfaces, AreToldWithTheWholeConfigurationUpToTheLastEntryThatAMessageHolds) {
+    constexpr uint32_t routes = 1500;
+    for (uint32_t part = 0; part < 4; ++part) {
+        message bytes(8 + routes * 35, 0);
+        put32(bytes, 0, 14);
+        put32(bytes, 4, routes);
+        for (uint32_t i = 0; i < routes; ++i) {
+            const uint32_t at = 8 + i * 35;
+            put8(bytes, at + 4, 4);
+            put8(bytes, at + 5, 32);
+            put8(bytes, at + 6, 10);
+            put8(bytes, at + 7, part);
+            put8(bytes, at + 8, i >> 8);
+            put8(bytes, at + 9, i & 0xFF);
+        }
+        ASSERT_EQ(get32(ask(bytes), 8), ok);
+    }
+    const message reply = ask(request(17));
+    const uint32_t length = get32(reply, 12);
+    EXPECT_EQ(reply.size(), 16U + length);
+    EXPECT_LE(length, 65520U);
+    EXPECT_GT(length, 65520U - 24U);
+    uint32_t at = 16, last_type = 0;
+    while (at < reply.size() && get32(reply, at) != 0) {
+        EXPECT_GE(get32(reply, at), last_type) << "at byte " << at;
+        last_type = get32(reply, at);
+        at += 12 + 4 * get32(reply, at + 8);
+    }
+    EXPECT_EQ(at + 4, reply.size()) << "a word of 0 ends it";
 }
 
 TEST_F(Interfaces, OfAnUnknownSortAreNotInTheConfiguration) {
