@@ -19,7 +19,7 @@ constexpr const char *kinds[] = {"physical", "port-channel", "sb"};
 constexpr const char *states[] = {"down", "up"};
 constexpr const char *versions[] = {"ipv4", "ipv6"};
 
-// What a refusal means that interfaces are created, addressed or made active with.
+// What refusals mean here, by the request.
 constexpr other_meaning creation_meanings[] = {
     {NPRM_ERROR_IF_NOT_PHYSICAL, "there is no such port", "nprmctl port show"},
     {NPRM_ERROR_IF_MALLOC_PORT_TABLE, "the port has an interface already", "nprmctl config ports"},
@@ -97,7 +97,7 @@ int if_create(invocation &call) {
                                   static_cast<uint8_t>(port), address.data());
         },
         creation_meanings);
-    report_on(call, id, "is created; it is down", "kind", kind);
+    report_on(call, id, "is created", "kind", kind);
     return exit_done;
 }
 
