@@ -8,32 +8,13 @@
 
 #include <strings.h>
 
-#include <nlohmann/json.hpp>
-
 namespace {
 
-constexpr const component_model *models[] = {&mac_model, &fdm_model,  &if_model,   &cmm_model,
-                                             &npa_model, &tcam_model, &wccp_model, &npdebug_model};
-
-void keep_nothing(const card_configuration &) {}
-nlohmann::json describe_nothing() {
-    return nullptr;
-}
-
-// What answers for a component that the card does not simulate.
-constexpr component_model no_model = {
-    .component = NPRM_COMPONENT_COUNT,
-    .operations = {},
-    .head_records = 0,
-    .malformed = NPRM_ERROR_PARAM,
-    .unknown_operation = NPRM_ERROR_UNSUPPORTED,
-    .reset = keep_nothing,
-    .describe = describe_nothing,
-};
+constexpr const component_model *models[] = {&mac_model,   &fdm_model,  &if_model,   &cmm_model,    &npa_model,
+                                             &stats_model, &tcam_model, &wccp_model, &npdebug_model};
 
 const component_model *model_of(uint32_t component) {
-    const auto *found = std::ranges::find_if(models, [&](const auto *model) { return model->component == component; });
-    return found == std::end(models) ? &no_model : *found;
+    return *std::ranges::find_if(models, [&](const auto *model) { return model->component == component; });
 }
 
 std::vector<component_row> make_rows() {
@@ -72,8 +53,4 @@ const component_row *find_component(std::string_view name) {
 
 const component_row *find_component_of_opcode(uint32_t opcode) {
     return find_row([&](const component_row &row) { return row.opcode == opcode; });
-}
-
-bool has_model(const component_row &component) {
-    return component.model != &no_model;
 }

@@ -12,7 +12,7 @@ struct component_row {
     const char *name;
     uint32_t opcode;
     uint32_t record_bytes;
-    const component_model *model;  // one without operations where the card has no model
+    const component_model *model;
 };
 
 std::span<const component_row> served_components();
@@ -21,8 +21,5 @@ std::span<const component_row> served_components();
 const component_row *find_component(uint32_t number);
 const component_row *find_component(std::string_view name);  // in capital or small letters
 const component_row *find_component_of_opcode(uint32_t opcode);
-
-// Whether the card has a model of the component.
-bool has_model(const component_row &component);
 
 #endif

@@ -158,7 +158,6 @@ json describe_components(const card &card) {
     for (const component_row &component : served_components())
         components.push_back({{"component", component.number},
                               {"name", component.name},
-                              {"model", has_model(component)},
                               {"requests", card.count(component).requests},
                               {"refused", card.count(component).refused}});
     return components;
@@ -178,7 +177,7 @@ json describe_faults(const card &card) {
 json describe_models() {
     json models = json::object();
     for (const component_row &component : served_components())
-        if (has_model(component)) models[component.name] = component.model->describe();
+        models[component.name] = component.model->describe();
     return models;
 }
 

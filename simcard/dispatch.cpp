@@ -13,16 +13,19 @@ model_reply::model_reply(std::span<std::byte> area, uint32_t operation, uint32_t
 
 void model_reply::resize(uint32_t units) {
     units_ = units;
-    more_bytes_ = 0;
+    length_ = sizeof(nprm_message_header) + units * record_bytes_;
     std::memcpy(area_.data() + offsetof(nprm_message_header, units), &units, sizeof units);
     std::memset(area_.data() + sizeof(nprm_message_header), 0, units * record_bytes_);
 }
 
 bool model_reply::lengthen(size_t bytes) {
-    const size_t records_end = sizeof(nprm_message_header) + units_ * record_bytes_;
-    if (bytes > area_.size() - records_end) return false;
-    std::memset(area_.data() + records_end, 0, bytes);
-    more_bytes_ = bytes;
+    return set_length(sizeof(nprm_message_header) + units_ * record_bytes_ + bytes);
+}
+
+bool model_reply::set_length(size_t bytes) {
+    if (bytes > area_.size()) return false;
+    if (bytes > length_) std::memset(area_.data() + length_, 0, bytes - length_);
+    length_ = bytes;
     return true;
 }
 
@@ -57,9 +60,14 @@ uint32_t refusal_units(const component_row &component, uint32_t units_asked) {
 
 void refuse(const component_row &component, uint32_t units, uint32_t code, model_reply &reply) {
     reply.resize(units);
+    if (component.model->status_not_code) return;
     const uint32_t coded = component.model->head_records > 0 ? 1 : units;
     for (uint32_t i = 0; i < coded; ++i)
         reply.set_result(i, code);
+}
+
+void accept(const component_model &model, model_reply &reply) {
+    if (model.status_not_code) reply.set_result(0, 1);
 }
 
 }  // namespace
@@ -82,7 +90,10 @@ dispatcher::answer dispatcher::serve(const component_row &component, std::span<c
         result = model.unknown_operation;
     else
         result = operation->serve({header.operation, header.units, message.subspan(sizeof header)}, reply);
-    if (result != NPRM_OK) refuse(component, units, result, reply);
+    if (result == NPRM_OK)
+        accept(model, reply);
+    else
+        refuse(component, units, result, reply);
     return {header.operation, operation == nullptr ? "?" : operation->name, result, reply.message()};
 }
 
@@ -90,5 +101,6 @@ dispatcher::answer dispatcher::acknowledge(const component_row &component, std::
     const nprm_message_header header = header_of(message);
     model_reply reply(area_, header.operation, component.record_bytes);
     reply.resize(std::max(component.model->head_records, 1U));
+    accept(*component.model, reply);
     return {header.operation, "acknowledged", NPRM_OK, reply.message()};
 }

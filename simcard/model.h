@@ -80,19 +80,19 @@ class model_reply {
     // Gives the reply so many bytes behind its records, all zero, for an operation whose answer goes on there; false when a message
     // does not hold them.
     bool lengthen(size_t bytes);
+    // Makes the whole message so long, which may end it inside a record; false when that is more than a message has.
+    bool set_length(size_t bytes);
     // What is there from a byte of the message on.  Requires: offset <= message().size().
     std::span<std::byte> rest(size_t offset) { return area_.first(message().size()).subspan(offset); }
 
     // The whole message.
-    std::span<const std::byte> message() const {
-        return area_.first(sizeof(nprm_message_header) + units_ * record_bytes_ + more_bytes_);
-    }
+    std::span<const std::byte> message() const { return area_.first(length_); }
 
   private:
     std::span<std::byte> area_;
     uint32_t record_bytes_;
     uint32_t units_ = 0;
-    size_t more_bytes_ = 0;
+    size_t length_ = sizeof(nprm_message_header);  // of the message
 };
 
 // One operation.  serve is called with a reply of as many records as a refusal would have, all zero, and returns NPRM_OK when the
@@ -116,6 +116,7 @@ struct component_model {
     uint32_t head_records;       // a refusal has these, the code in the first; 0: one for each record asked, the code in every one
     uint32_t malformed;          // the code for a request whose size does not fit
     uint32_t unknown_operation;  // the code for an operation without a row
+    bool status_not_code = false;  // a reply begins with a status, 1 when it was done and 0 when not, in place of the code
     void (*reset)(const card_configuration &);  // back to the state at start
     nlohmann::json (*describe)();               // the state in a few lines, for the control protocol's status
     // What moves with traffic moves on; null where nothing does.
@@ -126,6 +127,7 @@ struct component_model {
 };
 
 extern const component_model mac_model;
+extern const component_model stats_model;
 extern const component_model tcam_model;
 extern const component_model if_model;
 extern const component_model npa_model;

@@ -54,7 +54,7 @@
  *   "requests", "replies", "malformed", "lost_replies", "dropped_lines"
  *       since the start; dropped_lines are those of --verbose that standard error did not take
  *   "components"
- *       [{"component": 7, "name": "TCAM", "model": true, "requests": 12, "refused": 1}, ...]
+ *       [{"component": 7, "name": "TCAM", "requests": 12, "refused": 1}, ...]
  *   "faults"
  *       [{"kind": "delay", "component": "TCAM" or null, "remaining": 3, "value": 250 or null, "seed": 1}, ...]
  *   "models"

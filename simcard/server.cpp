@@ -7,7 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "api/stats/nprm_stats.h"
 #include "control.h"
+#include "models/stats_store.h"
 
 namespace {
 
@@ -33,7 +35,18 @@ card_server::card_server(const server_options &options)
 }
 
 card_server::~card_server() {
-    if (segment_ && options_.remove_segments) segment_->remove();
+    if (options_.remove_segments)
+        for (const shared_segment *segment : segments())
+            segment->remove();
+    attach_statistics(nullptr);
+}
+
+// Those that there are by now.
+std::vector<const shared_segment *> card_server::segments() const {
+    std::vector<const shared_segment *> all;
+    if (segment_) all.push_back(&segment_->segment());
+    if (statistics_) all.push_back(&*statistics_);
+    return all;
 }
 
 void card_server::listen() {
@@ -43,6 +56,8 @@ void card_server::listen() {
     transport_.listen(options_.directory, opcodes);
     control_.listen(options_.directory);
     segment_.emplace();
+    statistics_.emplace(NPRM_STATS_SEGMENT_KEY, NPRM_STATS_SEGMENT_BYTES);
+    attach_statistics(statistics_->address());
     publish_readiness();
     let_traffic_run();
 }
@@ -112,8 +127,8 @@ void card_server::trace(const component_row &component, size_t request_bytes, co
 }
 
 std::string card_server::control(std::string_view request) {
-    const server_view view = {options_.directory, segment_->is_ready(), segment_->was_removed(), transport_.count(),
-                              trace_.dropped()};
+    const bool is_removed = std::ranges::any_of(segments(), [](const shared_segment *segment) { return segment->was_removed(); });
+    const server_view view = {options_.directory, segment_->is_ready(), is_removed, transport_.count(), trace_.dropped()};
     std::string answer = answer_control(card_, view, request);
     publish_readiness();
     let_traffic_run();

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/local/ruv_server.h"
 
@@ -40,6 +41,7 @@ class card_server {
     void trace(const component_row &component, size_t request_bytes, const dispatcher::answer &answer);
     std::string control(std::string_view request);
     void publish_readiness();
+    std::vector<const shared_segment *> segments() const;
     void let_traffic_run();
 
     server_options options_;
@@ -47,6 +49,7 @@ class card_server {
     ruv_server transport_;
     control_socket control_;
     std::optional<status_segment> segment_;
+    std::optional<shared_segment> statistics_;
     timer_queue timers_;
     std::optional<timer_queue::clock::time_point> traffic_runs_since_;  // until then the models have advanced; none while frozen
     trace_output trace_;

@@ -18,7 +18,7 @@ constexpr uint16_t no_interface = 0xFFFF;
 // Tells the length and makes room for the bytes, which may end before the record does.
 std::span<std::byte> answer_bytes(model_reply &reply, uint32_t length) {
     reply.at<nprm_if_data_record>(0).length = length;
-    if (length > NPRM_CONFIG_BYTES_SENT) reply.lengthen(length - NPRM_CONFIG_BYTES_SENT);
+    reply.set_length(bytes_behind + length);
     return reply.rest(bytes_behind).first(length);
 }
 

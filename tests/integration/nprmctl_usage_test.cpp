@@ -81,12 +81,12 @@ TEST(NprmctlCompletion, CompletesInBash) {
         EXPECT_EQ(std::system(command.c_str()), 0);
         return content_of(files / "out");
     };
-    EXPECT_EQ(completed("nprmctl st", 1), "status\n");
+    EXPECT_EQ(completed("nprmctl st", 1), "stats status\n");
     EXPECT_EQ(completed("nprmctl tcam re", 2), "read remove\n");
     EXPECT_EQ(completed("nprmctl tcam show 0 --fr", 4), "--from\n");
     EXPECT_EQ(completed("nprmctl status --j", 2), "--json\n");
     EXPECT_EQ(completed("nprmctl tcam load new ''", 4), "\n");  // left to bash: files
-    EXPECT_EQ(completed("nprmctl --json st", 2), "status\n");
+    EXPECT_EQ(completed("nprmctl --json st", 2), "stats status\n");
     EXPECT_EQ(completed("nprmctl --directory /x --json tcam re", 5), "read remove\n");
     EXPECT_EQ(completed("nprmctl --verbose tcam show 0 --fr", 5), "--from\n");
     EXPECT_EQ(completed("nprmctl --js", 1), "--json\n");

@@ -61,17 +61,18 @@ TEST_F(Simcard, AnswersAnOperationThatNoComponentHasWithUnsupported) {
     card_process card(directory.path());
     const struct {
         const char *opcode;
-        size_t record_bytes;
-    } components[] = {{"190484", 38},   {"190486", 80}, {"190487", 35}, {"190489", 788},
-                      {"190490", 9612}, {"190493", 40}, {"190502", 296}};
+        size_t record_bytes, records_answered;
+        uint32_t word;  // the code, or the status of statistics
+    } components[] = {{"190484", 38, 2, 2},  {"190485", 268, 1, 2},  {"190486", 80, 2, 2}, {"190487", 35, 2, 2},
+                      {"190489", 788, 2, 2}, {"190490", 9612, 1, 0}, {"190493", 40, 2, 2}, {"190502", 296, 2, 2}};
     for (const auto &component : components) {
         frame message(8 + 2 * component.record_bytes, 0);
         put32(message, 0, 0x77);
         put32(message, 4, 2);
         const frame reply = card_client(directory.path(), component.opcode).ask(1, message);
-        ASSERT_EQ(reply.size(), 16 + message.size()) << component.opcode;
-        EXPECT_EQ(get32(reply, 16 + 8), 2U);
-        EXPECT_EQ(get32(reply, 16 + 8 + component.record_bytes), 2U);
+        ASSERT_EQ(reply.size(), 16 + 8 + component.records_answered * component.record_bytes) << component.opcode;
+        for (size_t i = 0; i < component.records_answered; ++i)
+            EXPECT_EQ(get32(reply, 16 + 8 + i * component.record_bytes), component.word) << component.opcode;
     }
     EXPECT_FALSE(card_client(directory.path(), "190488").is_connected());
     EXPECT_FALSE(card_client(directory.path(), "190492").is_connected());

@@ -41,6 +41,7 @@ int log_filter(invocation &);
 int log_show(invocation &);
 int log_reload(invocation &);
 int log_send(invocation &);
+int fib_load(invocation &);     // fib_load.cpp
 int blob_decode(invocation &);  // blob_commands.cpp
 int blob_encode(invocation &);
 int blob_check(invocation &);
@@ -106,7 +107,15 @@ int npdebug_init(invocation &);
 int npdebug_request(invocation &);
 int show_port_sram(invocation &);  // port_sram.cpp
 int reg_watch(invocation &);       // register_watch.cpp
-int if_create(invocation &);       // interface_commands.cpp
+int stats_tables(invocation &);    // stats_commands.cpp
+int stats_show(invocation &);
+int stats_clear(invocation &);
+int stats_alloc(invocation &);
+int stats_monitor(invocation &);
+int stats_watch(invocation &);   // stats_watch.cpp
+int stats_export(invocation &);  // stats_export.cpp
+int stats_save(invocation &);
+int if_create(invocation &);  // interface_commands.cpp
 int if_delete(invocation &);
 int if_state(invocation &);
 int if_mac(invocation &);

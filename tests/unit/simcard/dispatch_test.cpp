@@ -1,4 +1,4 @@
-// What all components have in common: which are served, how a request's size is checked, what answers without a model.
+// What all components have in common: which are served, how a request's size is checked, what answers without an operation.
 
 #include "messages.h"
 
@@ -36,7 +36,7 @@ TEST(Components, AreThoseWithRecordsAtTheirOpcodes) {
     EXPECT_EQ(find_component_of_opcode(0x2E826), find_component("NPDEBUG"));
 }
 
-TEST(ComponentWithoutModel, AnswersEachRecordWithUnsupported) {
+TEST(UnknownOperation, IsAnsweredWithUnsupportedInEachRecord) {
     const message reply = ask("IF", request_of(0x77, 2, 78));
     message expected(78, 0);
     put32(expected, 0, 0x77);
@@ -46,10 +46,16 @@ TEST(ComponentWithoutModel, AnswersEachRecordWithUnsupported) {
     EXPECT_EQ(hex_of(reply), hex_of(expected));
 }
 
-TEST(ComponentWithoutModel, AnswersTheMostRecordsThat64KiBHold) {
-    const message reply = ask("STATS", request_of(1, 6, 8 + 6 * 9612));
-    ASSERT_EQ(reply.size(), 57680U);
-    EXPECT_EQ(get32(reply, 8 + 5 * 9612), 2U);
+TEST(UnknownOperation, IsAnsweredInTheMostRecordsThat64KiBHold) {
+    const message reply = ask("IF", request_of(0x77, 1872, 8 + 1872 * 35));
+    ASSERT_EQ(reply.size(), 65528U);
+    EXPECT_EQ(get32(reply, 8 + 1871 * 35), 2U);
+}
+
+TEST(UnknownOperation, OfStatisticsIsAnsweredWithTheStatus0) {
+    const message reply = ask("STATS", request_of(0x77, 1, 9620));
+    EXPECT_EQ(reply.size(), 9620U);
+    EXPECT_BYTES(reply, 0, "77 00 00 00  01 00 00 00  00 00 00 00");
 }
 
 TEST(MalformedRequest, IsAnsweredWithParamInAsManyRecordsAsItAskedAndFit) {
@@ -58,14 +64,14 @@ TEST(MalformedRequest, IsAnsweredWithParamInAsManyRecordsAsItAskedAndFit) {
     EXPECT_BYTES(two, 0, "05 00 00 00  02 00 00 00  03 00 00 00");
     EXPECT_EQ(get32(two, 43), 3U);
 
-    const message many = ask("STATS", request_of(5, 0xFFFFFFFF, 9620));
-    EXPECT_EQ(many.size(), 57680U);
-    EXPECT_BYTES(many, 0, "05 00 00 00  06 00 00 00  03 00 00 00");
+    const message many = ask("IF", request_of(5, 0xFFFFFFFF, 43));
+    EXPECT_EQ(many.size(), 65528U);
+    EXPECT_BYTES(many, 0, "05 00 00 00  50 07 00 00  03 00 00 00");
 }
 
 TEST(MalformedRequest, IsOneWhoseUnitsFitOnlyIn32Bits) {
-    static_assert(uint32_t{8 + 0x40000001U * 9612U} == 9620);
-    EXPECT_EQ(get32(ask("STATS", request_of(5, 0x40000001, 9620)), 8), 3U);
+    static_assert(uint32_t{8 + 0x40000001U * 268U} == 276);
+    EXPECT_EQ(get32(ask("MAC", request_of(5, 0x40000001, 276)), 8), 3U);
 }
 
 TEST(MalformedRequest, WithoutRecordsIsAnsweredWithOne) {

@@ -120,9 +120,9 @@ TEST_F(StatusSegment, OfAnotherSizeIsRefusedWithTheWayOut) {
 
 TEST_F(StatusSegment, TellsThatSomebodyRemovedIt) {
     const status_segment segment;
-    EXPECT_FALSE(segment.was_removed());
+    EXPECT_FALSE(segment.segment().was_removed());
     shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
-    EXPECT_TRUE(segment.was_removed());
+    EXPECT_TRUE(segment.segment().was_removed());
 }
 
 TEST_F(StatusSegment, CarriesTheCardsProcessIdInItsSecondWordWhileItLives) {
@@ -190,7 +190,7 @@ TEST_F(StatusSegment, ThatAnotherCardTookIsLeftToIt) {
 TEST_F(StatusSegment, IsGoneAfterRemove) {
     {
         status_segment segment;
-        segment.remove();
+        segment.segment().remove();
     }
     EXPECT_EQ(shmget(key, 0, 0), -1);
 }

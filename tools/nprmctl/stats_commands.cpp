@@ -1,0 +1,134 @@
+// stats tables, show, clear, alloc, monitor: the card's counters.
+
+#include "failure.h"
+#include "invocation.h"
+#include "stats_ids.h"
+#include "stats_source.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr uint32_t last_table = NPRM_STATS_TABLE_COUNT - 1;
+constexpr uint64_t zero_rows_max = 100'000;  // beyond that nobody looks at counters that are zero
+
+bool is_zero(const nprm_stats_counter &counter) {
+    return counter.count[0] == 0 && counter.count[1] == 0;
+}
+
+std::array<uint32_t, NPRM_STATS_MONITOR_WORDS> monitor_words;
+
+uint32_t read_monitor() {
+    return nprm_get_monitor_stats(monitor_words.data());
+}
+
+}  // namespace
+
+int stats_tables(invocation &call) {
+    call.parse();
+    report list;
+    list.table("tables", {{"table", "table"},
+                          {"entries", "entries"},
+                          {"counters_per_entry", "counters"},
+                          {"counters_used", "used"},
+                          {"np_base", "first NP counter"},
+                          {"offset", "offset in the segment"}});
+    for (uint32_t table = 0; table <= last_table; ++table) {
+        const nprm_stats_table &row = stats_tbl_def[table];
+        const bool is_shared = table >= NPRM_STATS_FIRST_SHARED_TABLE;
+        list.row({uint64_t{row.id}, uint64_t{row.entries}, uint64_t{row.counters_per_entry}, uint64_t{row.counters_used},
+                  uint64_t{row.np_base}, is_shared ? cell(uint64_t{row.shm_offset}) : cell()});
+    }
+    call.print(list);
+    return exit_done;
+}
+
+int stats_show(invocation &call) {
+    uint32_t table = 0;
+    std::string ids_given, file;
+    bool has_names = false, is_nonzero = false;
+    call.number("TABLE", table, 0, last_table, "the table");
+    call.text("[IDS]", ids_given, "entries, such as 0-99,200; all when not given");
+    call.flag("--names", has_names, "say what each counter counts, where that has a name");
+    call.flag("--nonzero", is_nonzero, "leave out counters that are zero");
+    call.text("--segment FILE", file, "read a file that stats save made");
+    call.parse();
+    has_names = has_names && has_counter_names(table);
+    const std::vector<uint32_t> ids = entries_of(call, table, ids_given);
+    const nprm_stats_table &row = stats_tbl_def[table];
+    if (!is_nonzero && uint64_t{ids.size()} * row.counters_used > zero_rows_max)
+        throw usage_error("these are " + grouped(uint64_t{ids.size()} * row.counters_used) + " counters",
+                          "add --nonzero, or name fewer entries");
+    const auto counters = stats_source(call, saved_segment(call, file)).read(table, ids);
+    report list;
+    std::vector<column> columns = {{"id", "entry"}, {"counter", "counter"}};
+    if (has_names) columns.push_back({"name", "name"});
+    columns.insert(columns.end(), {{"packets", "packets"}, {"bytes", "bytes"}});
+    list.table("counters", columns);
+    bool is_empty = true;
+    for (size_t i = 0; i < ids.size(); ++i)
+        for (uint32_t k = 0; k < row.counters_used; ++k) {
+            const nprm_stats_counter counter = counters[i * row.counters_per_entry + k];
+            if (is_nonzero && is_zero(counter)) continue;
+            is_empty = false;
+            std::vector<cell> cells = {uint64_t{ids[i]}, uint64_t{k}};
+            if (has_names) cells.emplace_back(counter_name(table, k));
+            cells.insert(cells.end(), {uint64_t{counter.count[0]}, uint64_t{counter.count[1]}});
+            list.row(cells);
+        }
+    if (is_empty) list.sentence("all of these counters are zero");
+    call.print(list);
+    return exit_done;
+}
+
+int stats_clear(invocation &call) {
+    std::string what, ids_given;
+    call.text("WHAT", what, "a table, monitor, or all");
+    call.text("[IDS]", ids_given, "entries of the table, such as 0-99,200; all when not given");
+    call.parse();
+    report done;
+    if (what == "all" || what == "monitor") {
+        if (call.given("IDS")) throw usage_error("IDS are entries of a table, " + what + " has none", usage_of(call.row()));
+        change_statistics(call, "the statistics were not cleared",
+                          what == "all" ? nprm_clear_all_np_stats : nprm_clear_monitor_stats);
+        done.sentence(what == "all" ? "all statistics are cleared" : "the monitor statistics are cleared");
+        done.fact("cleared", nullptr, what);
+    } else {
+        const uint32_t table = number_argument("WHAT", what, 0, last_table);
+        std::vector<uint32_t> ids = entries_of(call, table, ids_given);
+        change_table(call, "the entries were not cleared", table, NPRM_STATS_CLEAR, ids);
+        done.sentence("cleared " + counted(ids.size(), "entry", "entries") + " of table " + std::to_string(table));
+        done.fact("table", nullptr, uint64_t{table});
+        done.fact("entries", nullptr, uint64_t{ids.size()});
+    }
+    call.print(done);
+    return exit_done;
+}
+
+int stats_alloc(invocation &call) {
+    uint32_t table = 0, count = 0;
+    call.number("TABLE", table, 0, last_table, "the table");
+    call.number("COUNT", count, 1, 65536, "how many entries");
+    call.notes("The server chooses the entries, and their counters are cleared.\n");
+    call.parse();
+    std::vector<uint32_t> ids(count);
+    change_table(call, "no entries were given out", table, NPRM_STATS_ALLOCATE, ids);
+    report given;
+    given.fact("table", "table", uint64_t{table});
+    given.fact("entries", "entries", uint64_t{count});
+    given.fact("ids", "ids", ids_text(ids));
+    call.print(given);
+    return exit_done;
+}
+
+int stats_monitor(invocation &call) {
+    call.parse();
+    change_statistics(call, "the monitor statistics were not read", read_monitor);
+    report list;
+    list.table("words", {{"word", "word"}, {"value", "value"}});
+    for (uint32_t word = 0; word < NPRM_STATS_MONITOR_WORDS; ++word)
+        list.row({uint64_t{word}, uint64_t{monitor_words[word]}});
+    call.print(list);
+    return exit_done;
+}
