@@ -64,7 +64,8 @@ TEST_F(NprmctlInterfaces, ShowsOneOrAll) {
     ASSERT_EQ(all.size(), 72U);
     EXPECT_EQ(all[0].at("interface"), 7);
     EXPECT_EQ(all[71], json::parse(R"({"interface": 65535, "kind": "physical", "layer": 3, "state": "down", "port": 5,
-        "mac": "02:00:00:00:00:2a", "ipv4": "192.0.2.1/24", "ipv6": null, "channel": null, "active_on": null, "bridge_group": null})"));
+        "mac": "02:00:00:00:00:2a", "ipv4": "192.0.2.1/24", "ipv6": null, "channel": null,
+        "active_on": null, "bridge_group": null})"));
     EXPECT_THAT(done({"if", "show", "65535"}),
                 HasSubstr("\n    65535  physical      3  down   02:00:00:00:00:2a     5  192.0.2.1/24"));
     expect_refused({"if", "show", "8"}, 1, "there is no such interface");
