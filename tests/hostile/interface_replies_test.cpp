@@ -3,16 +3,13 @@
 
 #include <cstring>
 #include <functional>
-#include <optional>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "api/nprm.h"
+#include "damaged_replies.h"
 #include "simcard/nprm_fib_fields.h"
 #include "simcard/nprm_interface_fields.h"
-#include "tests/support/card_process.h"
-#include "tests/support/scratch.h"
 
 namespace {
 
@@ -77,23 +74,11 @@ const reading readings[] = {
     {"FIB", fib_records *fib_stride, 8 + 3 * 35, false, true, read_fib},
 };
 
-class InterfaceReplies : public testing::TestWithParam<reading> {
+class InterfaceReplies : public damaged_replies<reading> {
   protected:
-    void SetUp() override {
-        use_private_ipc();
-        card.emplace(directory.path());
-        ASSERT_TRUE(card->is_listening()) << card->output();
-        ASSERT_EQ(nprm_ipc_register_client(), 1U);
-        nprm_syslog_flag = 0;
-        configure();
-        ASSERT_EQ(read(expected), 0U);
-    }
-    void TearDown() override {
-        nprm_syslog_flag = NPRM_SYSLOG_FLAG_DEFAULT;
-        nprm_shm_free_all();
-    }
+    const char *component() const override { return "IF"; }
 
-    static void configure() {
+    void configure() override {
         const uint8_t mac_address[6] = {2, 0, 0, 0, 0, 1};
         EXPECT_EQ(nprm_if_create(0x1234, NPRM_IF_PHYSICAL, 3, mac_address), 0U);
         EXPECT_EQ(nprm_set_flowlearn_limit(0x00012345), 0U);
@@ -106,7 +91,7 @@ class InterfaceReplies : public testing::TestWithParam<reading> {
         EXPECT_EQ(nprm_v4_fib_op(NPRM_FIB_ADD, fib_records, prefixes, nexthops), 0U);
     }
 
-    uint32_t read(bytes &content) {
+    uint32_t read(bytes &content) override {
         const reading &one = GetParam();
         const size_t inside = one.output_bytes;
         bytes area(guard + inside + guard, untouched);
@@ -116,22 +101,6 @@ class InterfaceReplies : public testing::TestWithParam<reading> {
         EXPECT_EQ(bytes(area.end() - guard, area.end()), bytes(guard, untouched));
         return code;
     }
-    uint32_t read_damaged(json fault, bytes &content) {
-        fault["command"] = "fault";
-        fault["component"] = "IF";
-        EXPECT_EQ(card->control(fault)["ok"], true) << fault;
-        return read(content);
-    }
-    void expect_healthy() {
-        bytes content;
-        EXPECT_EQ(read(content), 0U);
-        EXPECT_EQ(content, expected);
-    }
-
-    scratch_directory directory;
-    scratch_variable where{"RUV_DIR", directory.path().c_str()};
-    std::optional<card_process> card;
-    bytes expected;
 };
 
 TEST_P(InterfaceReplies, ThatAreCutChangeNothingBehindWhatCame) {
