@@ -136,6 +136,7 @@ TEST_F(NprmctlInterfaces, SetsTheCardsLimitsAndMasks) {
 }
 
 TEST_F(NprmctlInterfaces, ReadsTheConfigurationAsABlobIsDecoded) {
+    done({"card", "traffic", "frozen"});  // flows and counters are a part of it
     create("10", "3");
     const std::string printed = done({"config", "read"}), blob = files / "blob";
     EXPECT_THAT(printed, HasSubstr("Port Config RAM [0x3]"));
