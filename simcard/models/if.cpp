@@ -66,10 +66,28 @@ nlohmann::json describe_interface(uint16_t id, const interface_state &one) {
             {"bridge_group", or_null(one.bridge_group)}};
 }
 
+// None when a question's number is none from 0 to most.
+std::optional<uint32_t> number_of(const nlohmann::json &value, uint32_t most) {
+    const bool fits = value.is_number_integer() && value >= 0 && value <= most;
+    return fits ? std::optional(value.get<uint32_t>()) : std::nullopt;
+}
+
+// Those from an id on, as many as an answer has room for.
+nlohmann::json describe_interfaces(const nlohmann::json &first) {
+    constexpr size_t interfaces_max = 64;
+    const auto number = number_of(first, UINT16_MAX);
+    if (!number) throw std::invalid_argument("interfaces have the numbers 0 to 65535");
+    const auto &all = interfaces().interfaces;
+    nlohmann::json told = nlohmann::json::array();
+    for (auto one = all.lower_bound(static_cast<uint16_t>(*number)); one != all.end() && told.size() < interfaces_max; ++one)
+        told.push_back(describe_interface(one->first, one->second));
+    return {{"interfaces", told}};
+}
+
 nlohmann::json describe_group(const nlohmann::json &question) {
     const auto &groups = interfaces().bridge_groups;
-    const bool may_be_one = question.is_number_integer() && question >= 0 && question <= UINT8_MAX;
-    const auto found = may_be_one ? groups.find(question.get<uint8_t>()) : groups.end();
+    const auto number = number_of(question, UINT8_MAX);
+    const auto found = number ? groups.find(static_cast<uint8_t>(*number)) : groups.end();
     if (found == groups.end()) throw std::invalid_argument("there is no such bridge group");
     nlohmann::json vlans = nlohmann::json::array();
     for (const auto &[vlan, value] : found->second.vlans)
@@ -77,14 +95,16 @@ nlohmann::json describe_group(const nlohmann::json &question) {
     return {{"interfaces", {found->second.first, found->second.second}}, {"vlans", vlans}};
 }
 
-// {"interface": ID}, {"bridge_group": GROUP}, and the FIB's questions
+// {"interface": ID}, {"interfaces": FIRST}, {"bridge_group": GROUP}, and the FIB's questions
 nlohmann::json ask(const nlohmann::json &question) {
     if (question.contains("bridge_group")) return describe_group(question["bridge_group"]);
+    if (question.contains("interfaces")) return describe_interfaces(question["interfaces"]);
     if (!question.contains("interface")) return ask_fib(question);
     const nlohmann::json &id = question["interface"];
-    const interface_state *found = id.is_number_unsigned() ? find_interface(id.get<uint32_t>()) : nullptr;
+    const auto number = number_of(id, UINT16_MAX);
+    const interface_state *found = number ? find_interface(*number) : nullptr;
     if (found == nullptr) throw std::invalid_argument("there is no such interface");
-    return describe_interface(id.get<uint16_t>(), *found);
+    return describe_interface(static_cast<uint16_t>(*number), *found);
 }
 
 constexpr model_operation operations[] = {

@@ -25,18 +25,22 @@ std::span<std::byte> answer_bytes(model_reply &reply, uint32_t length) {
 // Entries as many as there is room for; a blob that is cut ends behind a whole entry.
 class config_blob {
   public:
-    bool append(const hw_table &table, uint32_t address) {
+    void append(const hw_table &table, uint32_t address) {
         hw_entry entry(table.entry_type);
-        if (!table.read(address, entry)) return true;
-        if (used_ + entry_header_bytes + (table.entry_bytes + 3) / 4 * 4 + terminator_bytes > bytes_most) return false;
-        return nprm_encode_config(table.entry_type, address, table.entry_bytes, entry.bytes().data(), bytes_.data(), &used_) == 1;
+        if (!table.read(address, entry)) return;
+        is_full_ =
+            used_ + entry_header_bytes + (table.entry_bytes + 3) / 4 * 4 + terminator_bytes > bytes_most ||
+            nprm_encode_config(table.entry_type, address, table.entry_bytes, entry.bytes().data(), bytes_.data(), &used_) != 1;
     }
+    // An entry found no room: nothing goes behind it.
+    bool is_full() const { return is_full_; }
     // With the word that ends it.
     std::span<const uint8_t> bytes() const { return std::span(bytes_).first(used_ + terminator_bytes); }
 
   private:
     std::array<uint8_t, NPRM_BLOB_BYTES_MAX> bytes_ = {};
     uint32_t used_ = 0;
+    bool is_full_ = false;
 };
 
 }  // namespace
@@ -51,8 +55,8 @@ uint32_t read_config(const model_request &from, model_reply &reply) {
         if (selector != NPRM_IF_CONFIG_ALL && selector != table->entry_type) continue;
         is_known = true;
         const uint32_t end = table->end();
-        for (uint32_t address = 0; address < end; ++address)
-            if (!blob.append(*table, address)) break;
+        for (uint32_t address = 0; address < end && !blob.is_full(); ++address)
+            blob.append(*table, address);
     }
     if (!is_known) return NPRM_ERROR_PARM_STRUCT_ID;
     const auto bytes = blob.bytes();

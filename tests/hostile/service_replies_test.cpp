@@ -2,14 +2,11 @@
 
 #include <cstring>
 #include <functional>
-#include <optional>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "api/nprm.h"
-#include "tests/support/card_process.h"
-#include "tests/support/scratch.h"
+#include "damaged_replies.h"
 
 namespace {
 
@@ -55,24 +52,11 @@ const service_read reads[] = {
      [](uint8_t *into) { return nprm_wccp_op(1, 3, ids, reinterpret_cast<nprm_wccp_entry *>(into)); }},
 };
 
-class ServiceReplies : public testing::TestWithParam<service_read> {
+class ServiceReplies : public damaged_replies<service_read> {
   protected:
-    void SetUp() override {
-        use_private_ipc();
-        card.emplace(directory.path());
-        ASSERT_TRUE(card->is_listening()) << card->output();
-        ASSERT_EQ(nprm_ipc_register_client(), 1U);
-        nprm_syslog_flag = 0;
-        configure();
-        healthy = read(expected);
-        ASSERT_EQ(healthy, 0U);
-    }
-    void TearDown() override {
-        nprm_syslog_flag = NPRM_SYSLOG_FLAG_DEFAULT;
-        nprm_shm_free_all();
-    }
+    const char *component() const override { return GetParam().component; }
 
-    static void configure() {
+    void configure() override {
         nprm_service_node nodes[3] = {};
         nprm_service_context contexts[3] = {};
         nprm_wccp_entry entries[3] = {};
@@ -103,7 +87,7 @@ class ServiceReplies : public testing::TestWithParam<service_read> {
         area.assign(guard + one.records * one.stride + guard, untouched);
         return one.call(area.data() + guard);
     }
-    uint32_t read(bytes &records) {
+    uint32_t read(bytes &records) override {
         bytes area;
         const uint32_t code = read_into(area);
         records.assign(area.begin() + guard, area.end() - guard);
@@ -116,23 +100,6 @@ class ServiceReplies : public testing::TestWithParam<service_read> {
         }
         return code;
     }
-    uint32_t read_damaged(json fault, bytes &records) {
-        fault["command"] = "fault";
-        fault["component"] = GetParam().component;
-        EXPECT_EQ(card->control(fault)["ok"], true) << fault;
-        return read(records);
-    }
-    void expect_healthy() {
-        bytes records;
-        EXPECT_EQ(read(records), 0U);
-        EXPECT_EQ(records, expected);
-    }
-
-    scratch_directory directory;
-    scratch_variable where{"RUV_DIR", directory.path().c_str()};
-    std::optional<card_process> card;
-    uint32_t healthy = 0;
-    bytes expected;
 };
 
 TEST_P(ServiceReplies, ThatAreCutLeaveRecordsWholeOrAlone) {

@@ -8,9 +8,7 @@
 #include "report.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <set>
 
@@ -19,22 +17,6 @@
 namespace {
 
 constexpr const char *blob_help = "a blob of at most 65,536 bytes, or - for standard input";
-
-void tell_defects(const std::string &name, const blob_content &content) {
-    for (const blob_defect &defect : content.defects)
-        std::fprintf(stderr, "nprmctl: %s: %s\n", printable(name).c_str(), defect.text.c_str());
-}
-
-bool is_cut(const blob_content &content) {
-    return !content.defects.empty() && content.defects.back().is_end;
-}
-
-void write_file(const std::string &path, const std::string &bytes) {
-    FILE *file = std::fopen(path.c_str(), "wbe");
-    const bool written = file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-    const bool closed = file != nullptr && std::fclose(file) == 0;
-    if (!written || !closed) throw refused(path + " cannot be written: " + std::strerror(errno));
-}
 
 // ---- compare
 
@@ -91,6 +73,21 @@ std::vector<difference> compare(const blob_content &first, const blob_content &s
 
 }  // namespace
 
+int show_blob(const invocation &call, const std::string &bytes, const std::string &name) {
+    const blob_content content = content_of_blob(bytes);
+    if (call.json())
+        std::fputs(json_of_blob(bytes, content).c_str(), stdout);
+    else {
+        print_entries(content.entries);
+        std::fflush(stdout);
+        for (const blob_defect &defect : content.defects)
+            std::fprintf(stderr, "nprmctl: %s: %s\n", printable(name).c_str(), defect.text.c_str());
+        if (content.entries.empty() && content.defects.empty())
+            std::fprintf(stderr, "nprmctl: %s holds no entries\n", printable(name).c_str());
+    }
+    return content.is_cut() ? exit_usage : exit_done;
+}
+
 int blob_decode(invocation &call) {
     std::string path;
     call.text("FILE", path, blob_help);
@@ -98,18 +95,7 @@ int blob_decode(invocation &call) {
         "What is wrong with the blob is told on standard error, or as \"defects\" in JSON.  Exit status 2 when the blob\n"
         "breaks off; what stands before that is printed all the same.\n");
     call.parse();
-    const std::string bytes = read_blob(path);
-    const blob_content content = content_of_blob(bytes);
-    if (call.json())
-        std::fputs(json_of_blob(bytes, content).c_str(), stdout);
-    else {
-        print_entries(content.entries);
-        std::fflush(stdout);
-        tell_defects(name_of_file(path), content);
-        if (content.entries.empty() && content.defects.empty())
-            std::fprintf(stderr, "nprmctl: %s holds no entries\n", printable(name_of_file(path)).c_str());
-    }
-    return is_cut(content) ? exit_usage : exit_done;
+    return show_blob(call, read_blob(path), name_of_file(path));
 }
 
 int blob_encode(invocation &call) {
@@ -174,7 +160,7 @@ int blob_diff(invocation &call) {
     if (first_path == "-" && second_path == "-") throw usage_error("only one blob can be standard input", usage_of(call.row()));
     const blob_content first = content_of_blob(read_blob(first_path)), second = content_of_blob(read_blob(second_path));
     for (const auto &[path, content] : {std::pair(first_path, &first), std::pair(second_path, &second)})
-        if (is_cut(*content)) throw unusable(name_of_file(path) + ": " + content->defects.back().text);
+        if (content->is_cut()) throw unusable(name_of_file(path) + ": " + content->defects.back().text);
     const std::vector<difference> found = compare(first, second);
     std::set<std::string> entries;
     for (const difference &one : found)

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+class invocation;
+
 struct blob_entry {
     uint32_t type, addr, offset;
     std::string data;
@@ -23,6 +25,9 @@ struct blob_content {
     bool is_terminated;
     uint32_t end;                      // one behind the terminator, or behind the last whole entry
     std::vector<blob_defect> defects;  // in their order
+
+    // It breaks off: what is behind its last whole entry is lost.
+    bool is_cut() const { return !defects.empty() && defects.back().is_end; }
 };
 
 // Throws a failure when the file cannot be read or is larger than a blob.
@@ -32,6 +37,10 @@ blob_content content_of_blob(const std::string &bytes);
 
 // Has the library print a blob of these entries, at most a blob's worth, on standard output; entries of unknown types are left out.
 void print_entries(const std::vector<blob_entry> &entries);
+
+// Prints a blob as text with its defects on standard error, or as JSON.   name: of the blob, for messages
+// Returns: the exit status, exit_usage when the blob breaks off.
+int show_blob(const invocation &call, const std::string &bytes, const std::string &name);
 
 // "Port Table [0x2a]", "type 99 [0x2a]"
 std::string title_of(const blob_entry &entry);

@@ -81,6 +81,7 @@ int flow_dump(invocation &);
 int flow_dist(invocation &);
 int flow_swap(invocation &);
 int flow_frames(invocation &);
+int flow_limit(invocation &);
 int port_show(invocation &);  // port_commands.cpp
 int port_set(invocation &);
 int port_counters(invocation &);
@@ -104,8 +105,6 @@ int tm_queue(invocation &);
 int tm_stats(invocation &);
 int npdebug_init(invocation &);
 int npdebug_request(invocation &);
-int show_port_sram(invocation &);    // port_sram.cpp
-int reg_watch(invocation &);         // register_watch.cpp
 int show_port_sram(invocation &);  // port_sram.cpp
 int reg_watch(invocation &);       // register_watch.cpp
 int stats_tables(invocation &);    // stats_commands.cpp
@@ -116,6 +115,28 @@ int stats_monitor(invocation &);
 int stats_watch(invocation &);   // stats_watch.cpp
 int stats_export(invocation &);  // stats_export.cpp
 int stats_save(invocation &);
+int if_create(invocation &);  // interface_commands.cpp
+int if_delete(invocation &);
+int if_state(invocation &);
+int if_mac(invocation &);
+int if_address(invocation &);
+int if_no_address(invocation &);
+int if_active(invocation &);
+int if_show(invocation &);  // interface_views.cpp
+int bg_show(invocation &);
+int pc_balance(invocation &);  // group_commands.cpp
+int pc_add(invocation &);
+int pc_remove(invocation &);
+int bg_create(invocation &);
+int bg_delete(invocation &);
+int bg_vlan(invocation &);
+int bg_no_vlan(invocation &);
+int acl_enable(invocation &);  // setting_commands.cpp
+int acl_disable(invocation &);
+int set_errorlog_mask(invocation &);
+int crash(invocation &);
+int config_read(invocation &);  // config_commands.cpp
+int config_ports(invocation &);
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 

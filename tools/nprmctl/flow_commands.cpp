@@ -1,4 +1,4 @@
-// flow: trace, dump and distribution of flows, and the switches of the flow path.
+// flow: trace, dump and distribution of flows, the switches of the flow path, and the limit of learned flows.
 
 #include "service_objects.h"
 
@@ -146,6 +146,23 @@ int flow_frames(invocation &call) {
     report result;
     result.sentence("the port channel's frames have version " + std::to_string(version));
     result.fact("version", nullptr, uint64_t{version});
+    call.print(result);
+    return exit_done;
+}
+
+int flow_limit(invocation &call) {
+    uint32_t wanted = 0;
+    call.number("[FLOWS]", wanted, 0, NPRM_FLOWLEARN_MAX, "flows at most, 0 to 2000000; shows the limit when not given");
+    call.notes("Example: nprmctl flow limit 1000000\n");
+    call.parse();
+    connect_to_server(call);
+    if (call.given("[FLOWS]")) change("the limit of flows was not set", [&] { return nprm_set_flowlearn_limit(wanted); });
+    uint32_t limit = 0, most = 0;
+    learn("the limit of flows is not known", [&] { return nprm_get_flowlearn_limit(&limit); });
+    learn("the largest limit of flows is not known", [&] { return nprm_get_flowlearn_max(&most); });
+    report result;
+    result.fact("limit", "limit of flows", uint64_t{limit});
+    result.fact("maximum", "largest limit", uint64_t{most});
     call.print(result);
     return exit_done;
 }

@@ -137,6 +137,7 @@ std::string completion_of_bash() {
                                 {"@globals@", "--json --directory --verbose --help --version"},
                                 {"@seconds@", seconds},
                                 {"@arguments@", choice("'1 completion'", "bash") + choice("'2 tcam load'", "new") +
+                                                    choice("'2 acl enable' | '2 acl disable'", "dump trace intercept policy") +
                                                     choice("'2 card fault'", fault_kinds())}});
 }
 

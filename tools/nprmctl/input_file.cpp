@@ -71,6 +71,13 @@ std::string read_bytes(const std::string &path, size_t bytes_max, const char *wh
     return bytes;
 }
 
+void write_file(const std::string &path, const std::string &bytes) {
+    FILE *file = std::fopen(path.c_str(), "wbe");
+    const bool written = file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    const bool closed = file != nullptr && std::fclose(file) == 0;
+    if (!written || !closed) throw refused(path + " cannot be written: " + std::strerror(errno));
+}
+
 std::string bytes_of_hex(const std::string &digits, const std::string &where) {
     std::string bytes;
     int high = -1;

@@ -1,4 +1,4 @@
-// Files that commands read, "-" for standard input.
+// Files that commands read and write, "-" for standard input.
 #ifndef NPRMCTL_INPUT_FILE_H
 #define NPRMCTL_INPUT_FILE_H
 
@@ -18,6 +18,9 @@ std::string read_text(const std::string &path);
 
 // The file's bytes as they are.   what: what has at most bytes_max bytes, for the message when the file has more
 std::string read_bytes(const std::string &path, size_t bytes_max, const char *what);
+
+// Throws a refusal when the file cannot be written.
+void write_file(const std::string &path, const std::string &bytes);
 
 // The bytes that pairs of hexadecimal digits stand for, with blanks and line ends between them where one likes.
 // Throws unusable(); `where` says where the digits stand.

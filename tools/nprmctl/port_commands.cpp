@@ -5,44 +5,21 @@
 #include "nprm.h"
 #include "port_text.h"
 #include "server.h"
+#include "service_text.h"
 #include "simcard/nprm_simcard.h"
 
 #include <algorithm>
 #include <array>
 #include <optional>
-#include <span>
 
 namespace {
 
 constexpr uint32_t ports_shown_most = 256;  // ports that are asked for when no port is named
 
-// Words for the values of a setting, by value.
-using value_words = std::span<const char *const>;
 constexpr const char *speeds[] = {"10M", "100M", "1000M", "10G", "40G", "100G"};
 constexpr const char *switches[] = {"off", "on"};
 constexpr const char *links[] = {"down", "up"};
 constexpr const char *leds[] = {"off", "green", "amber", "blink"};
-
-std::string choices(value_words words) {
-    std::string text;
-    for (const char *word : words)
-        text += (text.empty() ? "" : "|") + std::string(word);
-    return text;
-}
-
-std::string word_of(value_words words, uint32_t value) {
-    return value < words.size() ? words[value] : std::to_string(value);
-}
-
-// A value by its word, or by its number: another server may have values that have no word here.
-uint32_t value_of(const invocation &call, const char *option, value_words words, const std::string &text) {
-    const auto found = std::ranges::find(words, text);
-    if (found != words.end()) return static_cast<uint32_t>(found - words.begin());
-    if (const auto number = decimal<uint32_t>(text)) return *number;
-    throw usage_error(
-        std::string(option) + ": " + in_quotes(text) + " is none of " + choices(words) + ", and no number from 0 to 4294967295",
-        usage_of(call.row()));
-}
 
 using mac_address = std::array<uint8_t, NPRM_MAC_ADDRESS_BYTES>;
 
@@ -51,20 +28,6 @@ std::string text_of(const mac_address &address) {
     std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", address[0], address[1], address[2], address[3], address[4],
                   address[5]);
     return text;
-}
-
-mac_address address_of(const invocation &call, const std::string &text) {
-    mac_address address = {};
-    bool fits = text.size() == 17;
-    for (size_t i = 0; fits && i < address.size(); ++i) {
-        const char *digits = text.data() + 3 * i;
-        const auto [end, error] = std::from_chars(digits, digits + 2, address[i], 16);
-        fits = error == std::errc{} && end == digits + 2 && (i == 5 || *end == ':');
-    }
-    if (!fits)
-        throw usage_error("--mac: " + in_quotes(text) + " is no MAC address: six bytes in hexadecimal, such as 02:00:00:00:00:01",
-                          usage_of(call.row()));
-    return address;
 }
 
 struct port_settings {
@@ -161,8 +124,9 @@ int port_set(invocation &call) {
     }
     if (call.given("--mtu")) wanted.emplace_back("MTU", [=] { return nprm_mac_if_set_mtu(port, mtu); });
     if (call.given("--mac"))
-        wanted.emplace_back("MAC address",
-                            [=, address = address_of(call, mac)] { return nprm_mac_if_set_macaddr(port, address.data()); });
+        wanted.emplace_back("MAC address", [=, address = mac_argument(call, "--mac", mac)] {
+            return nprm_mac_if_set_macaddr(port, address.data());
+        });
     if (wanted.empty()) throw usage_error("nothing is to be set: give at least one option", usage_of(call.row()));
     connect_to_server(call);
     std::string set;

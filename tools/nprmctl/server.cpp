@@ -9,6 +9,7 @@
 #include "log_catcher.h"
 #include "nprm.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
@@ -134,12 +135,16 @@ void learn(const std::string &what, const std::function<uint32_t()> &call) {
 }
 
 void change(const std::string &what, const std::function<uint32_t()> &call, const other_meaning *other) {
+    change_with_meanings(what, call, std::span(other, other == nullptr ? 0 : 1));
+}
+
+void change_with_meanings(const std::string &what, const std::function<uint32_t()> &call, std::span<const other_meaning> meanings) {
     answer given = ask(call);
     if (given.code == NPRM_OK) return;
-    const bool is_other = other != nullptr && other->code == given.code;
-    if (is_other) given.meaning = other->meaning;
+    const auto other = std::ranges::find(meanings, given.code, &other_meaning::code);
+    if (other != meanings.end()) given.meaning = other->meaning;
     failure problem = unchanged_for(what, given);
-    if (is_other) problem.next = other->next;
+    if (other != meanings.end()) problem.next = other->next == nullptr ? "" : other->next;
     throw problem;
 }
 

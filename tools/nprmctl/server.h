@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 
 class invocation;
@@ -23,7 +24,7 @@ struct answer {
 // What a code means for one operation, and what to try then.
 struct other_meaning {
     uint32_t code;
-    const char *meaning, *next;
+    const char *meaning, *next;  // next: null when there is nothing to try
 };
 
 // Registers this process with the server; throws a failure that says why the server cannot be asked.
@@ -39,5 +40,7 @@ failure unchanged_for(const std::string &what, const answer &given);
 // As ask(), and throw the failure unless the answer is NPRM_OK.
 void learn(const std::string &what, const std::function<uint32_t()> &call);
 void change(const std::string &what, const std::function<uint32_t()> &call, const other_meaning *other = nullptr);
+// The same, where several codes mean something else than usual.
+void change_with_meanings(const std::string &what, const std::function<uint32_t()> &call, std::span<const other_meaning> meanings);
 
 #endif

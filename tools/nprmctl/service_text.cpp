@@ -28,15 +28,16 @@ bool read_ipv6(const std::string &text, service_address &address) {
     return true;
 }
 
-bool read_mac(const std::string &text, service_address &address) {
-    constexpr size_t mac_bytes = 6, written_bytes = 17;  // 00:11:22:33:44:55
+constexpr size_t mac_bytes = 6;
+
+bool read_mac(const std::string &text, uint8_t *bytes) {
+    constexpr size_t written_bytes = 17;  // 00:11:22:33:44:55
     if (text.size() != written_bytes) return false;
     for (size_t i = 0; i < mac_bytes; ++i) {
         const char *first = text.data() + 3 * i;
-        const auto [end, error] = std::from_chars(first, first + 2, address.bytes[i], 16);
+        const auto [end, error] = std::from_chars(first, first + 2, bytes[i], 16);
         if (error != std::errc{} || end != first + 2 || (i + 1 < mac_bytes && *end != ':')) return false;
     }
-    address.kind = address_kind::mac;
     return true;
 }
 
@@ -46,7 +47,10 @@ service_address address_argument(const invocation &call, const char *name, const
     const bool whole = text.find('\0') == std::string::npos;
     if (service_address address; whole && read_ipv4(text, address)) return address;
     if (service_address address; whole && read_ipv6(text, address)) return address;
-    if (service_address address; mac == may_be_mac::yes && read_mac(text, address)) return address;
+    if (service_address address; mac == may_be_mac::yes && read_mac(text, address.bytes)) {
+        address.kind = address_kind::mac;
+        return address;
+    }
     throw usage_error(std::string(name) + " is " + in_quotes(text) + ", it must be an IPv4 or IPv6 address" +
                           (mac == may_be_mac::yes ? ", or a MAC address such as 00:11:22:33:44:55" : ""),
                       usage_of(call.row()));
@@ -62,6 +66,14 @@ service_address second_address(const invocation &call, const char *name, const s
         throw usage_error(std::string(name) + " is " + in_quotes(text) + ", it must be of the same IP version as the first address",
                           usage_of(call.row()));
     return address;
+}
+
+std::array<uint8_t, 6> mac_argument(const invocation &call, const char *name, const std::string &text) {
+    std::array<uint8_t, mac_bytes> address = {};
+    if (read_mac(text, address.data())) return address;
+    throw usage_error(
+        std::string(name) + ": " + in_quotes(text) + " is no MAC address: six bytes in hexadecimal, such as 02:00:00:00:00:01",
+        usage_of(call.row()));
 }
 
 cell address_cell(address_kind kind, const uint8_t (&bytes)[16]) {
@@ -100,5 +112,26 @@ cell kind_cell(address_kind kind) {
 bool first_of(const invocation &call, const char *name, const std::string &text, const char *first, const char *second) {
     if (text == first || text == second) return text == first;
     throw usage_error(std::string(name) + " is " + in_quotes(text) + ", it must be " + first + " or " + second,
+                      usage_of(call.row()));
+}
+
+std::string choices(value_words words) {
+    std::string text;
+    for (const char *word : words)
+        text += (text.empty() ? "" : "|") + std::string(word);
+    return text;
+}
+
+std::string word_of(value_words words, uint32_t value) {
+    return value < words.size() ? words[value] : std::to_string(value);
+}
+
+uint32_t value_of(const invocation &call, const char *name, value_words words, const std::string &text, uint32_t most) {
+    const auto found = std::ranges::find(words, text);
+    if (found != words.end()) return static_cast<uint32_t>(found - words.begin());
+    const auto number = decimal<uint32_t>(text);
+    if (number && *number <= most) return *number;
+    throw usage_error(std::string(name) + ": " + in_quotes(text) + " is none of " + choices(words) + ", and no number from 0 to " +
+                          std::to_string(most),
                       usage_of(call.row()));
 }

@@ -4,7 +4,9 @@
 
 #include "report.h"
 
+#include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 
 class invocation;
@@ -24,6 +26,9 @@ service_address address_argument(const invocation &call, const char *name, const
 // The same, of an argument that may be empty and must be of the first one's kind otherwise.
 service_address second_address(const invocation &call, const char *name, const std::string &text, address_kind first);
 
+// Six bytes in hexadecimal with colons between them; throws a failure of exit status 2 that names the argument.
+std::array<uint8_t, 6> mac_argument(const invocation &call, const char *name, const std::string &text);
+
 // Empty when all bytes are 0 or there is none.
 cell address_cell(address_kind kind, const uint8_t (&bytes)[16]);
 // "IPv4"; empty when there is none.
@@ -31,5 +36,14 @@ cell kind_cell(address_kind kind);
 
 // An argument of two words, as "on|off"; throws when it is none of both.   Returns: whether it is the first.
 bool first_of(const invocation &call, const char *name, const std::string &text, const char *first, const char *second);
+
+// Words for the values of a setting, by value.
+using value_words = std::span<const char *const>;
+// "off|on"
+std::string choices(value_words words);
+// The value's word, or its number.
+std::string word_of(value_words words, uint32_t value);
+// A value by its word, or by its number up to most: another server may have values that have no word here.
+uint32_t value_of(const invocation &call, const char *name, value_words words, const std::string &text, uint32_t most = UINT32_MAX);
 
 #endif

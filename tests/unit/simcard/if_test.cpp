@@ -1,5 +1,7 @@
 // Interfaces, port channels, bridge groups and settings of the simulated card: requests by their bytes, codes by their numbers.
 
+#include <map>
+
 #include <gtest/gtest.h>
 
 #include "messages.h"
@@ -83,6 +85,26 @@ TEST_F(Interfaces, KeepWhatTheyWereCreatedWith) {
     EXPECT_EQ(delete_interface(300), ok);
     EXPECT_EQ(delete_interface(300), absent);
     EXPECT_EQ(state()["interfaces"], 0);
+}
+
+TEST_F(Interfaces, AnswerQuestionsByTheirWholeNumberOnly) {
+    const auto ask_card = [](const json &question) { return find_component(3)->model->ask(question); };
+    for (uint32_t id = 0; id < 70; ++id)
+        create(id, sb, 0);
+    create(100, physical, 0);
+    create(101, physical, 1);
+    ASSERT_EQ(with_words(10, {5, 100, 101}), ok);
+    EXPECT_EQ(ask_card({{"bridge_group", 5U}})["interfaces"], json::parse("[100, 101]"));
+    EXPECT_THROW(ask_card({{"bridge_group", 256U + 5U}}), std::invalid_argument);
+    EXPECT_THROW(ask_card({{"bridge_group", -251}}), std::invalid_argument);
+    EXPECT_THROW(ask_card({{"interface", uint64_t{4294967296} + 5}}), std::invalid_argument);
+    EXPECT_THROW(ask_card({{"interfaces", 65536U}}), std::invalid_argument);
+    const json first = ask_card({{"interfaces", 0U}})["interfaces"], rest = ask_card({{"interfaces", 64U}})["interfaces"];
+    ASSERT_EQ(first.size(), 64U);
+    EXPECT_EQ(first[63]["id"], 63);
+    ASSERT_EQ(rest.size(), 8U);
+    EXPECT_EQ(rest[6], about(100));
+    EXPECT_TRUE(ask_card({{"interfaces", 102U}})["interfaces"].empty());
 }
 
 TEST_F(Interfaces, RefuseToBeCreatedWrongly) {
@@ -248,6 +270,42 @@ TEST_F(Interfaces, AreNamedByTheirPortsInThePortMapping) {
     EXPECT_EQ(get32(reply, 12), 32U);
     EXPECT_EQ(get32(reply, 16), 0xFFFFFFFFU);
     EXPECT_EQ(get32(reply, 20), 0xFFFF1234U);
+}
+
+// What a reading of the configuration tells: how many entries of which type.
+std::map<uint32_t, uint32_t> entries_in(const message &reply) {
+    const uint32_t length = get32(reply, 12);
+    EXPECT_EQ(reply.size(), std::max<size_t>(16U + length, 43));
+    EXPECT_LE(length, 65520U);
+    std::map<uint32_t, uint32_t> entries;
+    uint32_t at = 16;
+    while (at < 16 + length && get32(reply, at) != 0) {
+        ++entries[get32(reply, at)];
+        at += 12 + 4 * get32(reply, at + 8);
+    }
+    EXPECT_EQ(at + 4, 16 + length) << "a word of 0 ends it";
+    return entries;
+}
+
+TEST_F(Interfaces, AreToldWithTheWholeConfigurationUpToTheFirstEntryThatFindsNoRoom) {
+    for (uint32_t id = 0; id < 470; ++id)
+        ASSERT_EQ(create(id, sb | layer_3, 0), ok);
+    message route(43, 0);
+    put32(route, 0, 14);
+    put32(route, 4, 1);
+    put8(route, 12, 4);
+    put8(route, 13, 8);
+    put8(route, 14, 10);
+    ASSERT_EQ(code_of(route), ok);
+    // Each address makes entries, so that the blob is cut at another place.
+    for (uint32_t id = 0; id < 12; ++id) {
+        ASSERT_EQ(set_address(4, id, 24, 0, static_cast<uint8_t>(10 + id)), ok);
+        const auto all = entries_in(ask(request(17)));
+        const auto [type, count] = *all.rbegin();
+        message of_one_type = request(17);
+        put32(of_one_type, 8, type);
+        EXPECT_GT(entries_in(ask(of_one_type)).at(type), count) << "type " << type << " should be cut";
+    }
 }
 
 TEST_F(Interfaces, OfAnUnknownSortAreNotInTheConfiguration) {
