@@ -22,7 +22,8 @@ std::span<std::byte> answer_bytes(model_reply &reply, uint32_t length) {
     return reply.rest(bytes_behind).first(length);
 }
 
-// Entries as many as there is room for; a blob that is cut ends behind a whole entry.
+// Entries as many as there is room for.  A blob that is cut ends behind a whole entry and has no gaps: smaller entries that would
+// still fit behind one that did not are left out too.
 class config_blob {
   public:
     bool append(const hw_table &table, uint32_t address) {
@@ -46,13 +47,14 @@ uint32_t read_config(const model_request &from, model_reply &reply) {
     const uint32_t selector = from.at<nprm_if_data_record>(0).selector;
     config_blob blob;
     bool is_known = selector == NPRM_IF_CONFIG_ALL;
+    bool is_cut = false;
     for (const hw_table *table : all_hw_tables()) {
         if (table->entry_type == 0 || table->id != table->entry_type) continue;
         if (selector != NPRM_IF_CONFIG_ALL && selector != table->entry_type) continue;
         is_known = true;
         const uint32_t end = table->end();
-        for (uint32_t address = 0; address < end; ++address)
-            if (!blob.append(*table, address)) break;
+        for (uint32_t address = 0; address < end && !is_cut; ++address)
+            is_cut = !blob.append(*table, address);
     }
     if (!is_known) return NPRM_ERROR_PARM_STRUCT_ID;
     const auto bytes = blob.bytes();
