@@ -168,10 +168,20 @@ TEST_F(ClientHw, CutsAConfigurationThatAMessageDoesNotHoldBehindAWholeEntry) {
     EXPECT_EQ(routes.end, uint32_t{NPRM_CONFIG_TERMINATED});
     EXPECT_EQ(routes.entries.at(NPRM_ENTRY_FIB), (NPRM_CONFIG_BYTES_MAX - 4u) / 24);
     EXPECT_EQ(routes.bytes, routes.entries.at(NPRM_ENTRY_FIB) * 24 + 4);
-    const configuration all(NPRM_IF_CONFIG_ALL);
-    EXPECT_EQ(all.end, uint32_t{NPRM_CONFIG_TERMINATED});
-    EXPECT_EQ(all.last_type, uint32_t{NPRM_ENTRY_FIB});
-    EXPECT_GT(all.bytes, NPRM_CONFIG_BYTES_MAX - 28u);
+    // The entries of an address and of each interface move the place of the cut: one leaves room for the group's entry.
+    const nprm_if_ip_cfg address = {24, NPRM_IF_ADDRESS_SET, 9, {192, 0, 2, 71}};
+    for (uint8_t port = 4; port < 8; ++port) {
+        const uint8_t mac[6] = {2, 0, 0, 0, 6, port};
+        const auto id = static_cast<uint16_t>(70 + port);
+        ASSERT_EQ(nprm_if_create(id, NPRM_IF_LAYER_3, port, mac), NPRM_OK);
+        if (port == 4) {
+            ASSERT_EQ(nprm_if_v4_cfg(id, &address), NPRM_OK);
+        }
+        const configuration all(NPRM_IF_CONFIG_ALL);
+        EXPECT_EQ(all.end, uint32_t{NPRM_CONFIG_TERMINATED});
+        EXPECT_EQ(all.last_type, uint32_t{NPRM_ENTRY_FIB}) << all.bytes;
+        EXPECT_GT(all.bytes, NPRM_CONFIG_BYTES_MAX - 28u);
+    }
 }
 
 // A damaged answer: refused, or what it says has come and is read inside the buffer, which an address sanitizer watches.
