@@ -13,7 +13,7 @@ namespace {
 void delay(uint32_t time, uint32_t units) {
     timespec left = {};
     left.tv_sec = static_cast<time_t>(time / units);
-    left.tv_nsec = static_cast<long>(time % units * (1'000'000'000 / units));
+    left.tv_nsec = static_cast<long>(time % units) * static_cast<long>(1'000'000'000 / units);
     while (nanosleep(&left, &left) != 0) {
     }
 }

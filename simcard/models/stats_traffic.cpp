@@ -22,7 +22,7 @@ struct reason_share {
     uint32_t reason, with_nodes, without_nodes;
 };
 constexpr uint32_t shares = 1000;
-constexpr uint32_t first_redirect = 0, last_redirect = 3, undefined_node = 29;
+constexpr uint32_t first_redirect = 0, last_redirect = 3;
 constexpr reason_share reason_shares[] = {
     {0, 310, 0},   {1, 240, 0}, {2, 180, 0}, {3, 70, 0},  {4, 60, 360}, {5, 40, 200}, {9, 20, 120}, {14, 10, 60},
     {27, 30, 160}, {28, 5, 0},  {29, 5, 60}, {31, 5, 10}, {32, 5, 10},  {33, 10, 20}, {34, 5, 0},   {36, 5, 0},

@@ -97,7 +97,12 @@ TEST_F(HostileLog, ManySendersTakeNoMemory) {
         waitpid(child, &status, 0);
     }
     ASSERT_TRUE(wait_until([&] { return std::ranges::count(content(), '\n') == 501; }));
-    EXPECT_LT(resident_pages_of(daemon.pid()) - before, 200);
+#ifdef __SANITIZE_ADDRESS__
+    constexpr long growth_max = 4000;  // the sanitizer keeps what was freed for a while
+#else
+    constexpr long growth_max = 200;
+#endif
+    EXPECT_LT(resident_pages_of(daemon.pid()) - before, growth_max);
 }
 
 TEST_F(HostileLog, AFullDiskTearsNothingAndIsTold) {
