@@ -22,7 +22,8 @@ std::span<std::byte> answer_bytes(model_reply &reply, uint32_t length) {
     return reply.rest(bytes_behind).first(length);
 }
 
-// Entries as many as there is room for; a blob that is cut ends behind a whole entry.
+// Entries as many as there is room for.  A blob that is cut ends behind a whole entry and has no gaps: smaller entries that would
+// still fit behind one that did not are left out too.
 class config_blob {
   public:
     void append(const hw_table &table, uint32_t address) {
@@ -50,7 +51,7 @@ uint32_t read_config(const model_request &from, model_reply &reply) {
     const uint32_t selector = from.at<nprm_if_data_record>(0).selector;
     config_blob blob;
     bool is_known = selector == NPRM_IF_CONFIG_ALL;
-    for (const hw_table *table : all_hw_tables()) {
+        for (const hw_table *table : all_hw_tables()) {
         if (table->entry_type == 0 || table->id != table->entry_type) continue;
         if (selector != NPRM_IF_CONFIG_ALL && selector != table->entry_type) continue;
         is_known = true;

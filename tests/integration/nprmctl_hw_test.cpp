@@ -96,6 +96,19 @@ TEST_F(NprmctlHw, SearchesAndLooksUp) {
     EXPECT_EQ(run_nprmctl({"hw", "search", "11", std::string(97, 'x')}).status, 2);
 }
 
+// Only what was looked up by its address has one: answers carry none.
+TEST_F(NprmctlHw, TellsNoNumberOfAnAnswerForAnAddress) {
+    add_routes();
+    EXPECT_EQ(done({"hw", "lookup", "11", "1", "--raw"}), "[0x1] 0280000b 00000000 00000902\n");
+    EXPECT_THAT(done({"hw", "lookup", "11", "0x1"}), StartsWith("\n\nFIB Entry [0x1]\n"));
+    EXPECT_EQ(done_json({"hw", "lookup", "11", "0X1"}).at("entries").at(0).at("addr"), 1);
+    for (const strings &command : {strings{"hw", "search", "11", "uidb=9"}, strings{"hw", "lookup", "11", "10.1.0.1"}}) {
+        EXPECT_THAT(done(command), StartsWith("[numbers] count what was found: an answer has no addresses\n\n\nFIB Entry [0]\n"));
+        EXPECT_EQ(done_json(command).at("entries").at(0).at("addr"), nullptr);
+    }
+    EXPECT_EQ(done_json({"hw", "search", "11", "uidb=9", "--raw"}).at("entries").at(0).at("addr"), nullptr);
+}
+
 TEST_F(NprmctlHw, ShowsTheRulesOfAnAclInTheTcam) {
     done({"tcam", "load", "new", file("acl", "permit tcp 10.0.0.0/8 any eq 80\n")});
     EXPECT_THAT(done({"hw", "get", "vmr mask"}), HasSubstr("\nTCAM Mask [0]\n"));
@@ -129,8 +142,57 @@ TEST_F(NprmctlHw, TellsOfTheTrafficManager) {
     EXPECT_EQ(run_nprmctl({"tm", "queue", "128"}).status, 1);
 }
 
-TEST_F(NprmctlHw, ShowsAndWatchesRegisters) {
-    EXPECT_THAT(done({"reg", "show", "1272-1272"}), HasSubstr("0x00020301"));
+TEST_F(NprmctlHw, ShowsRegistersWithTheirValues) {
+    let_run(1000);
+    const std::string packets = card.control({{"command", "status"}}).at("models").at("NPA").at("packets").dump();
+    char packets_hex[16];
+    std::snprintf(packets_hex, sizeof packets_hex, "0x%08x", static_cast<uint32_t>(std::stoul(packets)));
+    EXPECT_EQ(done({"reg", "show", "1272-1275"}),
+              "index  register               value\n"
+              " 1272  EZreg_NPA_GENERAL_R21  0x00020301\n"
+              " 1273  EZreg_NPA_GENERAL_R22  0x8000ffef\n"  // port 4 has no module
+              " 1274  EZreg_NPA_GENERAL_R23  0x000003e8\n"
+              " 1275  EZreg_NPA_GENERAL_R24  " +
+                  std::string(packets_hex) + "\n");
+    EXPECT_EQ(done_json({"reg", "show", "general_r23"}), json({{"registers",
+                                                                {{{"index", 1274},
+                                                                  {"name", "EZreg_NPA_GENERAL_R23"},
+                                                                  {"block", "General"},
+                                                                  {"value", 1000},
+                                                                  {"hex", "0x000003e8"}}}}}));
+    const json general = done_json({"reg", "show", "general"}).at("registers");
+    ASSERT_EQ(general.size(), 25U);
+    EXPECT_EQ(general, done_json({"reg", "show", "34"}).at("registers"));
+    EXPECT_EQ(general[24].at("value").dump(), packets);
+    EXPECT_EQ(done_json({"reg", "show", "0-1969"}).at("registers").at(1272).at("value"), 0x20301);
+}
+
+TEST_F(NprmctlHw, NamesNodesAndGroupsOfFlowTraces) {
+    done({"sn", "add", "5", "192.0.2.11"});
+    done({"sn", "add", "6", "2001:db8::6"});
+    done({"sng", "add", "7", "--fields", "1.2.3"});
+    const auto record = [](char type, std::string value) {
+        const char header[] = {type, 0, static_cast<char>(value.size()), 0};
+        value.resize((value.size() + 3) / 4 * 4);
+        return std::string(header, sizeof header) + value;
+    };
+    std::string result(26, '\0');
+    result[1] = 2;
+    result[8] = 6;
+    const std::string list = record(5, "\5") + record(6, std::string("\7\0", 2)) + record(2, result) + record(5, "\11") +
+                             record(6, std::string("\11\0", 2));
+    EXPECT_EQ(done({"tlv", "decode", "-"}, list),
+              "service node 5: 192.0.2.11\n"
+              "service node group 7: 1 2 3\n"
+              "   DECODE RESULT>>\n"
+              "sn ip: 2001:db8::6\n"
+              "service node 9: N/A\n"
+              "service node group 9: N/A\n");
+    const nprmctl_run as_json = run_nprmctl({"tlv", "decode", "-", "--json"}, list);
+    EXPECT_EQ(as_json.json().at("records").at(1).at("text"), "service node group 7: 1 2 3");
+}
+
+TEST_F(NprmctlHw, WatchesRegisters) {
     EXPECT_EQ(done({"reg", "watch", "34", "--count", "2", "--interval", "1"}), "");  // traffic is frozen
     EXPECT_EQ(done_json({"reg", "watch", "34", "--count", "3", "--interval", "1"}), json({{"changes", json::array()}}));
     EXPECT_EQ(run_nprmctl({"reg", "watch", "34", "--json"}).status, 2);

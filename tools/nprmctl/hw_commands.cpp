@@ -7,7 +7,9 @@
 #include "server.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -17,7 +19,8 @@ constexpr const char *key_notes =
     "KEY is conditions that all must hold, FIELD=VALUE, with the names that hw get prints; a VALUE is a number (0x begins a\n"
     "hexadecimal one), an IP address or a MAC address: cb0.valid=1  uidb=7  dmac=02:00:00:00:00:01  ip_v4=10.1.0.0\n"
     "A look-up also takes an address in the table, and in FIB and host tables an IP or MAC address.\n";
-constexpr const char *order_notes = "Entries that are found are numbered from 0 in the card's order: an answer has no addresses.\n";
+constexpr const char *order_notes =
+    "Entries that are found are numbered from 0 in the card's order, for an answer has no addresses (in JSON \"addr\" is null).\n";
 
 bool is_empty(const blob_entry &entry) {
     return entry.data.find_first_not_of('\0') == std::string::npos;
@@ -43,6 +46,16 @@ std::string title_of(const table_description &table) {
     return "table " + std::to_string(table.id) + " (" + table.name + ")";
 }
 
+// The address that a look-up's key is, as the card reads it: decimal, or hexadecimal behind 0x.
+std::optional<uint32_t> address_in(const std::string &key) {
+    const bool is_hex = key.starts_with("0x") || key.starts_with("0X");
+    const char *begin = key.data() + (is_hex ? 2 : 0), *end = key.data() + key.size();
+    uint32_t address = 0;
+    const auto [stopped, error] = std::from_chars(begin, end, address, is_hex ? 16 : 10);
+    if (error != std::errc{} || stopped != end) return std::nullopt;
+    return address;
+}
+
 // Search and look-up differ in what they send beside the key.
 int find_entries(invocation &call, table_operation operation, bool is_search) {
     std::string which;
@@ -62,12 +75,16 @@ int find_entries(invocation &call, table_operation operation, bool is_search) {
     hw_table_info info = {};
     info.search_arg = from;
     info.key = key.c_str();
-    const auto entries = fetch(table, operation, info, 0, title_of(table) + " was not searched for " + in_quotes(key));
-    entry_output output(call, table, raw);
+    const auto address = is_search ? std::nullopt : address_in(key);
+    const auto entries =
+        fetch(table, operation, info, address.value_or(0), title_of(table) + " was not searched for " + in_quotes(key));
+    entry_output output(call, table, raw, address ? entry_numbers::addresses : entry_numbers::of_the_answer);
     output.add(entries);
     output.finish(title_of(table) + " has no entry with " + key);
     if (entries.size() == NPRM_HW_ENTRIES_MAX)
-        std::fprintf(stderr, "nprmctl: the card answers with %u entries at most: there may be more, --from goes on\n",
+        std::fprintf(stderr,
+                     "nprmctl: the card answers with %u entries at most: there may be more, which narrower conditions\n"
+                     "  or a later --from ADDRESS show\n",
                      unsigned{NPRM_HW_ENTRIES_MAX});
     return entries.empty() ? exit_refused : exit_done;
 }

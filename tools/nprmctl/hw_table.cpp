@@ -125,6 +125,9 @@ std::vector<blob_entry> fetch(const table_description &table, table_operation op
 }
 
 void entry_output::add(std::vector<blob_entry> entries) {
+    const bool is_text = !call_.json() && !raw_ && table_.layout != 0;
+    if (is_text && numbers_ == entry_numbers::of_the_answer && !entries.empty())
+        std::puts("[numbers] count what was found: an answer has no addresses");
     count_ += entries.size();
     if (call_.json())
         std::ranges::move(entries, std::back_inserter(kept_));
@@ -145,7 +148,10 @@ void entry_output::finish(const std::string &none) {
     nlohmann::ordered_json document = {{"table", table_.id}, {"name", table_.name}};
     document["layout"] = table_.layout != 0 ? nlohmann::ordered_json(table_.layout) : nlohmann::ordered_json(nullptr);
     document["entries"] = nlohmann::ordered_json::array();
-    for (const blob_entry &entry : kept_)
-        document["entries"].push_back(json_of(entry, raw_ || table_.layout == 0));
+    for (const blob_entry &entry : kept_) {
+        nlohmann::ordered_json object = json_of(entry, raw_ || table_.layout == 0);
+        if (numbers_ == entry_numbers::of_the_answer) object["addr"] = nullptr;
+        document["entries"].push_back(std::move(object));
+    }
     std::puts(document.dump(2).c_str());
 }

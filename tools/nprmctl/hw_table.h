@@ -27,10 +27,14 @@ using table_operation = uint32_t (*)(hw_table_info *, uint8_t **);
 std::vector<blob_entry> fetch(const table_description &table, table_operation operation, hw_table_info &info, uint32_t first,
                               const std::string &what);
 
+// What the numbers of printed entries are.
+enum class entry_numbers : uint8_t { addresses, of_the_answer };
+
 // Entries on standard output: by the printer of their layout, or as words; one JSON document of all.
 class entry_output {
   public:
-    entry_output(const invocation &call, const table_description &table, bool raw) : call_(call), table_(table), raw_(raw) {}
+    entry_output(const invocation &call, const table_description &table, bool raw, entry_numbers numbers = entry_numbers::addresses)
+        : call_(call), table_(table), raw_(raw), numbers_(numbers) {}
 
     void add(std::vector<blob_entry> entries);
     // Ends the output.  `none` is said in text when there was no entry.
@@ -40,6 +44,7 @@ class entry_output {
     const invocation &call_;
     const table_description &table_;
     bool raw_;
+    entry_numbers numbers_;
     size_t count_ = 0;
     std::vector<blob_entry> kept_;  // for JSON
 };

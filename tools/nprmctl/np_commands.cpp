@@ -40,7 +40,7 @@ int debug(invocation &call, debug_operation operation, const char *notes) {
     for (size_t i = 0; i < texts.size(); ++i)
         command[i] = word_argument(call, texts[i]);
     connect_to_server(call);
-    learn("the debug facility did not answer", [&] { return operation(command, words); });
+    learn("the debug facility gave no words", [&] { return operation(command, words); });
     report content;
     content.table("words", {{"word", "word"}, {"value", "value"}, {"hex", "hex"}});
     for (uint32_t i = 0; i < NPRM_NPDEBUG_ANSWER_WORDS; ++i) {
