@@ -3,8 +3,16 @@
 #include "nprmctl_fixture.h"
 
 #include <filesystem>
+#include <utility>
 
+#include <poll.h>
+#include <pty.h>
+#include <signal.h>
 #include <sys/shm.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -151,6 +159,135 @@ TEST_F(NprmctlStats, ReadsASavedSegmentWhenTheCardsIsGone) {
     EXPECT_THAT(refused({"stats", "show", "14", "5"}, 1).errors, HasSubstr("there is no statistics segment of 55,312,640 bytes"));
     std::filesystem::resize_file(saved, segment_bytes - 1);
     EXPECT_THAT(refused({"stats", "show", "14", "5", "--segment", saved}, 2).errors, HasSubstr("this one has 55,312,639"));
+}
+
+TEST_F(NprmctlStats, SavesBesideWhatAKilledSaveLeftBehind) {
+    set(table_14 + 5 * entry_bytes, 12, 3456);
+    const std::string saved = file("segment", "an older file"), left = file("segment.part", "left");
+    done({"stats", "save", saved});
+    EXPECT_EQ(done_json({"stats", "show", "14", "5", "--nonzero", "--segment", saved}).at("counters").size(), 1U);
+    done({"stats", "save", saved});
+    EXPECT_EQ(std::filesystem::file_size(left), 4U) << "it is somebody else's";
+    EXPECT_EQ(std::ranges::distance(std::filesystem::directory_iterator(files.path())), 2) << "nothing else is left";
+}
+
+TEST_F(NprmctlStats, SavesInFilesOnly) {
+    const std::string pipe = files / "pipe", folder = files / "folder";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::filesystem::create_directory(folder);
+    for (const std::string &path : {pipe, folder})
+        EXPECT_EQ(refused({"stats", "save", path}, 2).errors, "nprmctl: " + path + " is there and no regular file\n");
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_THAT(refused({"stats", "save", ""}, 2).errors, StartsWith("nprmctl: FILE is empty\n"));
+}
+
+// nprmctl with a terminal of its own, which this process holds as well so that it can be looked at afterwards.
+class terminal_run {
+  public:
+    explicit terminal_run(const strings &arguments) {
+        if (openpty(&ours_, &its_, nullptr, nullptr, nullptr) != 0) return;
+        std::vector<char *> words{const_cast<char *>(NPRMCTL_PROGRAM)};
+        for (const std::string &argument : arguments)
+            words.push_back(const_cast<char *>(argument.c_str()));
+        words.push_back(nullptr);
+        child_ = fork();
+        if (child_ != 0) return;
+        for (const int stream :
+             {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})  // no session of its own: its end would reset the terminal
+            dup2(its_, stream);
+        execv(NPRMCTL_PROGRAM, words.data());
+        _exit(127);
+    }
+    ~terminal_run() {
+        if (child_ > 0) {
+            kill(child_, SIGKILL);
+            waitpid(child_, nullptr, 0);
+        }
+        close(ours_);
+        close(its_);
+    }
+    terminal_run(const terminal_run &) = delete;
+    terminal_run &operator=(const terminal_run &) = delete;
+
+    bool is_there() const { return child_ > 0; }
+    // Reads on until the text has come; false when it does not come for long.
+    bool shows(const std::string &text) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (shown_.find(text) == std::string::npos) {
+            if (std::chrono::steady_clock::now() > end) return false;
+            pollfd readable = {ours_, POLLIN, 0};
+            char bytes[4096];
+            if (poll(&readable, 1, 20'000) != 1) return false;
+            const ssize_t came = read(ours_, bytes, sizeof bytes);
+            if (came <= 0) return false;
+            shown_.append(bytes, static_cast<size_t>(came));
+        }
+        return true;
+    }
+    void type(char key) const { EXPECT_EQ(write(ours_, &key, 1), 1); }
+    // Of the terminal now: whether it waits for whole lines and shows what is typed.
+    bool is_by_lines() const {
+        termios now{};
+        return tcgetattr(its_, &now) == 0 && (now.c_lflag & ICANON) != 0 && (now.c_lflag & ECHO) != 0;
+    }
+    bool interrupts() const {
+        termios now{};
+        return tcgetattr(its_, &now) == 0 && (now.c_lflag & ISIG) != 0;
+    }
+    // Stands still while something is done.
+    template <typename action>
+    void during_a_pause(action &&act) const {
+        kill(child_, SIGSTOP);
+        ASSERT_EQ(waitpid(child_, nullptr, WUNTRACED), child_);
+        act();
+        kill(child_, SIGCONT);
+    }
+    int exit_status() {
+        int status = 0;
+        waitpid(std::exchange(child_, -1), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    const std::string &shown() const { return shown_; }
+
+  private:
+    int ours_ = -1, its_ = -1;
+    pid_t child_ = -1;
+    std::string shown_;
+};
+
+TEST_F(NprmctlStats, WatchesOnATerminalUntilQIsPressed) {
+    traffic(0, 0);
+    terminal_run watch({"stats", "watch", "14", "0-9", "--interval", "20"});
+    if (!watch.is_there()) GTEST_SKIP() << "no pseudo-terminal is to be had here";
+    ASSERT_TRUE(watch.shows("\x1b[H\x1b[2Jtable 14, reading 2, 0 counters move; q ends")) << watch.shown();
+    EXPECT_FALSE(watch.is_by_lines());
+    EXPECT_TRUE(watch.interrupts()) << "Ctrl-C ends it as well";
+    watch.type('x');
+    ASSERT_TRUE(watch.shows("reading 4, ")) << watch.shown();
+    set(table_14 + 5 * entry_bytes, 12, 3456);
+    ASSERT_TRUE(watch.shows("1 counter moves")) << watch.shown();
+    EXPECT_TRUE(watch.shows("CLIENT to SERVER, REDIR FROM INTERCEPT TO SN")) << watch.shown();
+    watch.type('q');
+    EXPECT_EQ(watch.exit_status(), 0);
+    EXPECT_TRUE(watch.is_by_lines()) << "the terminal is as it was";
+}
+
+TEST_F(NprmctlStats, WatchesTheSegmentThatIsThereNow) {
+    traffic(0, 0);
+    terminal_run watch({"stats", "watch", "14", "0-9", "--interval", "20"});
+    if (!watch.is_there()) GTEST_SKIP() << "no pseudo-terminal is to be had here";
+    ASSERT_TRUE(watch.shows("reading 2, ")) << watch.shown();
+    watch.during_a_pause([] {
+        shmctl(shmget(0x838377, 0, 0), IPC_RMID, nullptr);
+        shmget(0x838377, segment_bytes, IPC_CREAT | 0666);
+        set(table_14 + 5 * entry_bytes, 700, 900);
+    });
+    ASSERT_TRUE(watch.shows("1 counter moves")) << watch.shown();
+    shmctl(shmget(0x838377, 0, 0), IPC_RMID, nullptr);
+    ASSERT_TRUE(watch.shows("there is no statistics segment of 55,312,640 bytes")) << watch.shown();
+    ASSERT_TRUE(watch.shows("restart the one whose segment was removed")) << watch.shown();
+    EXPECT_EQ(watch.exit_status(), 1);
+    EXPECT_TRUE(watch.is_by_lines());
 }
 
 TEST_F(NprmctlStats, RefusesWhatIsNotThere) {

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -89,16 +90,22 @@ bool is_zero_page(const char *bytes, size_t size) {
     return bytes[0] == 0 && std::memcmp(bytes, bytes + 1, size - 1) == 0;
 }
 
-// A file that is there is replaced by a whole one or stays as it is.
+// A file that is there is replaced by a whole one or stays as it is.  What is written has a name of its own until then: two savers
+// do not disturb each other, and what a killed one left behind stops nobody.
 class new_file {
   public:
-    explicit new_file(const std::string &path) : path_(path), partial_(path + ".part"), file_(std::fopen(partial_.c_str(), "wbx")) {
-        if (file_ == nullptr) throw unusable(partial_ + ": " + std::strerror(errno));
+    explicit new_file(const std::string &path) : path_(path), partial_(path + ".part.XXXXXX") {
+        struct stat about {};
+        if (stat(path.c_str(), &about) == 0 && !S_ISREG(about.st_mode)) throw unusable(path + " is there and no regular file");
+        const mode_t mask = umask(0);
+        umask(mask);
+        fd_ = mkstemp(partial_.data());
+        if (fd_ < 0) throw unusable(path + ": " + std::strerror(errno));
+        fchmod(fd_, 0666 & ~mask);
     }
     ~new_file() {
-        if (file_ == nullptr) return;
-        std::fclose(file_);
-        std::remove(partial_.c_str());
+        if (fd_ >= 0) close(fd_);
+        if (!is_finished_) std::remove(partial_.c_str());
     }
     new_file(const new_file &) = delete;
     new_file &operator=(const new_file &) = delete;
@@ -110,21 +117,23 @@ class new_file {
         for (size_t at = 0; at < size; at += page_bytes) {
             const size_t part = std::min<size_t>(page_bytes, size - at);
             if (is_zero_page(bytes + at, part)) continue;
-            if (pwrite(fileno(file_), bytes + at, part, static_cast<off_t>(offset + at)) != static_cast<ssize_t>(part)) fail();
+            if (pwrite(fd_, bytes + at, part, static_cast<off_t>(offset + at)) != static_cast<ssize_t>(part)) fail();
         }
     }
     void finish(off_t size) {
-        if (ftruncate(fileno(file_), size) != 0) fail();
-        const int closed = std::fclose(file_);
-        file_ = nullptr;
+        if (ftruncate(fd_, size) != 0) fail();
+        const int closed = close(fd_);
+        fd_ = -1;
         if (closed != 0 || std::rename(partial_.c_str(), path_.c_str()) != 0) fail();
+        is_finished_ = true;
     }
 
   private:
     [[noreturn]] void fail() const { throw refused(path_ + " cannot be written: " + std::strerror(errno)); }
 
     std::string path_, partial_;
-    FILE *file_;
+    int fd_ = -1;
+    bool is_finished_ = false;
 };
 
 }  // namespace
@@ -168,6 +177,7 @@ int stats_save(invocation &call) {
     call.notes(
         "stats show and stats export read it with --segment.  The card may be gone already, as long as its segment is there.\n");
     call.parse();
+    if (path.empty()) throw usage_error("FILE is empty", usage_of(call.row()));
     stats_source source(call, std::nullopt);
     const auto probe = source.read(NPRM_STATS_FIRST_SHARED_TABLE, {0});
     new_file saved(path);

@@ -20,7 +20,8 @@
 namespace {
 
 constexpr const char *no_segment_next =
-    "start the card, which makes the statistics segment; when it was started in another IPC namespace, work in that one";
+    "start the card, which makes the statistics segment; restart the one whose segment was removed; when it was started in another "
+    "IPC namespace, work in that one";
 
 // The library tells refusals of the server at its own level.
 void hear_statistics() {
@@ -88,6 +89,11 @@ stats_source::stats_source(const invocation &call, const std::optional<std::stri
 
 stats_source::~stats_source() {
     if (fd_ >= 0) close(fd_);
+}
+
+void stats_source::attach_again() {
+    hear_statistics();
+    do_or_throw("the statistics were not attached", nprm_stats_client_init);
 }
 
 std::vector<nprm_stats_counter> stats_source::read(uint32_t table, const std::vector<uint32_t> &ids) {

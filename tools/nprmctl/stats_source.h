@@ -30,6 +30,8 @@ class stats_source {
     stats_source &operator=(const stats_source &) = delete;
 
     bool is_file() const { return fd_ >= 0; }
+    // Goes on with the segment that is there now: a restarted card may have made another one.  Throws a failure.
+    static void attach_again();
     // counters_per_entry slots for each id, in their order.  Tables 0 to 6 need the card; the others need only its segment, so
     // that they can be read when the card is gone.  Throws a failure.
     std::vector<nprm_stats_counter> read(uint32_t table, const std::vector<uint32_t> &ids);

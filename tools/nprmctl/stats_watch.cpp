@@ -52,8 +52,8 @@ class single_keys {
     }
 
   private:
+    termios before_{};  // in front: what fills it must come after its initialization
     bool is_terminal_;
-    termios before_{};
 };
 
 struct watched {
@@ -120,6 +120,7 @@ int stats_watch(invocation &call) {
     auto before = source.read(what.table, what.ids);
     for (uint32_t reading = 2; count == 0 || reading <= count; ++reading) {
         if (keys.is_over_after(std::chrono::milliseconds(interval_ms))) break;
+        if (what.table >= NPRM_STATS_FIRST_SHARED_TABLE) source.attach_again();
         const auto now = watch_clock::now();
         auto after = source.read(what.table, what.ids);
         const auto rates = rates_between(before, after, std::chrono::duration_cast<std::chrono::microseconds>(now - time));
