@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/shm.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -186,6 +187,37 @@ TEST_F(Client, WaitsForAStoppedServerAndGivesUpInTime) {
     kill(card->pid(), SIGCONT);
     EXPECT_EQ(exchange(), NPRM_OK);
     EXPECT_EQ(free_entries(), 65536u);
+}
+
+// The first count of an entry of table 15, in which the card counts nothing; ~0 when it was not read.
+uint64_t count_of(uint32_t entry) {
+    void *data = nullptr;
+    if (nprm_stats_op(15, NPRM_STATS_READ, 1, &entry, &data) != 1) return ~uint64_t{0};
+    const uint64_t count = static_cast<const nprm_stats_counter *>(data)->count[0];
+    free(data);
+    return count;
+}
+
+TEST_F(Client, GoesOnWithItsStatisticsWhenTheSegmentIsRemovedAndMadeAnew) {
+    const auto write = [](uint32_t entry, uint64_t count) {
+        nprm_stats_counter counter = {{count, 0}};
+        void *data = &counter;
+        return nprm_stats_op(15, NPRM_STATS_WRITE, 1, &entry, &data);
+    };
+    ASSERT_EQ(nprm_stats_client_init(), 1u);
+    ASSERT_EQ(write(5, 41), 1);
+    ASSERT_EQ(count_of(5), 41u);
+    shmctl(shmget(NPRM_STATS_SEGMENT_KEY, 0, 0), IPC_RMID, nullptr);
+    start_card();
+    EXPECT_EQ(count_of(5), 41u) << "the old counts, from memory that is there as long as somebody has it";
+    ASSERT_EQ(write(5, 42), 1) << "the new card has it";
+    EXPECT_EQ(count_of(5), 41u);
+    uint64_t *card_wide = nullptr;
+    EXPECT_EQ(nprm_stats_hw_op(0, NPRM_STATS_READ, &card_wide), 1u) << "tables that travel in replies are the new card's";
+    free(card_wide);
+    ASSERT_EQ(nprm_stats_client_init(), 1u);
+    EXPECT_EQ(count_of(5), 42u);
+    shmctl(shmget(NPRM_STATS_SEGMENT_KEY, 0, 0), IPC_RMID, nullptr);
 }
 
 TEST_F(Client, KeepsItsDescriptorsOverRestartsAndRegistrations) {

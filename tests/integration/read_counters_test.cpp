@@ -3,12 +3,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include <sys/shm.h>
 #include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/card_process.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -86,6 +88,20 @@ TEST_F(ReadCounters, SaysWhenThereIsNoCard) {
     const outcome missing = run("");
     EXPECT_EQ(missing.status, 1);
     EXPECT_NE(missing.text.find("is the card running?"), std::string::npos) << missing.text;
+}
+
+TEST_F(ReadCounters, ReadsTheSegmentThatARealCardMade) {
+    for (const key_t key : {0x50524D00, 0x838377})
+        shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
+    const card_process card(sockets_.path(), {"--remove-segments"});
+    ASSERT_TRUE(card.is_listening()) << card.output();
+    auto *made = static_cast<uint8_t *>(shmat(shmget(0x838377, 0, 0), nullptr, 0));
+    ASSERT_NE(made, reinterpret_cast<uint8_t *>(-1));
+    shmdt(std::exchange(segment_, made));
+    set(65535, 38, 7, 9);  // no interface has this id, nothing else is counted there
+    const outcome last = run("65535");
+    EXPECT_EQ(last.status, 0);
+    EXPECT_EQ(last.text, " 65535  SC PT CMD IN REDIR STATE                                          7                    9\n");
 }
 
 }  // namespace

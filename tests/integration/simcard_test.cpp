@@ -16,12 +16,16 @@
 
 namespace {
 
-constexpr key_t status_key = 0x50524D00;
+constexpr key_t status_key = 0x50524D00, statistics_key = 0x838377;
+constexpr size_t statistics_bytes = 55312640;
 
 class Simcard : public testing::Test {
   protected:
     void SetUp() override { use_private_ipc(); }
-    void TearDown() override { shmctl(shmget(status_key, 0, 0), IPC_RMID, nullptr); }
+    void TearDown() override {
+        for (const key_t key : {status_key, statistics_key})
+            shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
+    }
 
     scratch_directory directory;
 };
@@ -134,6 +138,37 @@ TEST_F(Simcard, RefusesASegmentOfAnotherSizeAndLeavesNothing) {
     EXPECT_NE(card.output().find("ipcrm -M 0x50524d00"), std::string::npos) << card.output();
     EXPECT_FALSE(exists(directory / "control"));
     EXPECT_FALSE(exists(directory / "190491"));
+}
+
+TEST_F(Simcard, RefusesAStatisticsSegmentOfAnotherSizeWithTheWayOut) {
+    const int id = shmget(statistics_key, statistics_bytes - 4096, IPC_CREAT | 0666);
+    ASSERT_GE(id, 0);
+    card_process card(directory.path());
+    EXPECT_FALSE(card.is_listening());
+    EXPECT_EQ(card.wait_for_end(), 1);
+    EXPECT_EQ(card.output(),
+              "nprm-simcard: shared segment 0x838377: 55308544 bytes where 55312640 are needed; when nothing uses it, remove it "
+              "with: ipcrm -M 0x838377\n");
+    EXPECT_FALSE(exists(directory / "control"));
+    EXPECT_EQ(shmget(statistics_key, 0, 0), id) << "it is not the card's to remove";
+    EXPECT_EQ(status_word(), 0U);
+}
+
+TEST_F(Simcard, CountsOnInItsStatisticsSegmentAfterARestart) {
+    { card_process first(directory.path()); }  // killed
+    const int id = shmget(statistics_key, statistics_bytes, 0666);
+    auto *counters = static_cast<volatile uint64_t *>(shmat(id, nullptr, 0));
+    ASSERT_NE(counters, reinterpret_cast<void *>(-1));
+    counters[0x32C0100 / 8] = 4711;  // of a table in which the card counts nothing
+    card_process second(directory.path());
+    ASSERT_TRUE(second.is_listening()) << second.output();
+    EXPECT_EQ(shmget(statistics_key, statistics_bytes, 0666), id);
+    EXPECT_EQ(counters[0x32C0100 / 8], 4711U);
+    EXPECT_EQ(second.control({{"command", "reset"}})["ok"], true);
+    EXPECT_EQ(counters[0x32C0100 / 8], 0U) << "the card has this very segment";
+    EXPECT_EQ(second.stop(), 0);
+    EXPECT_EQ(shmget(statistics_key, statistics_bytes, 0666), id);
+    shmdt(const_cast<uint64_t *>(counters));
 }
 
 TEST_F(Simcard, RefusesADirectoryThatAnotherOneServesAndNamesIt) {

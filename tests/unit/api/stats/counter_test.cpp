@@ -77,15 +77,14 @@ TEST_F(CountersBesideAWriter, AreNeverTornInAReadOfTheirTable) {
     uint32_t ids[entries] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
     uint64_t torn = 0, crossed = 0;
     const uint64_t before = rounds_;
-    for (uint64_t reads = 0; reads < wanted_reads; reads += counts) {
+    // So long that the writer has written meanwhile, however late it gets its turn, and was seen to.
+    for (uint64_t reads = 0; reads < wanted_reads || rounds_ == before || crossed == 0; reads += counts) {
         void *data = nullptr;
         ASSERT_EQ(nprm_stats_op(14, 2, entries, ids, &data), 1);
         torn += torn_in(data, crossed);
         free(data);
     }
     EXPECT_EQ(torn, 0u);
-    EXPECT_GT(crossed, 0u) << "the reader saw no change";
-    EXPECT_GT(rounds_, before) << "the writer did not write meanwhile";
 }
 
 TEST_F(CountersBesideAWriter, AreNeverTornByReadAndClear) {
