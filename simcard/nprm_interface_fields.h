@@ -21,7 +21,9 @@ enum {
     NPRM_IF_CHANNELS_MAX = 64, /* of them port channels */
     NPRM_IF_MEMBERS_MAX = 8,   /* of a port channel */
     NPRM_IF_VLAN_MAX = 4094,
-    NPRM_IF_CONFIG_ALL = 0 /* selector of nprm_read_config(): entries of all types; else the one type */
+    NPRM_IF_NONE = 0xFFFF, /* no interface's id: what the port mapping has for a port without one */
+    NPRM_IF_CONFIG_ALL = 0 /* selector of nprm_read_config(): entries of all types; else the one type, from the address on that the
+                              first four bytes of the input give, 0 without them */
 };
 
 #endif

@@ -13,7 +13,6 @@ namespace {
 constexpr size_t bytes_behind = 16;  // of a reply: header, result, length
 constexpr uint32_t entry_header_bytes = 12, terminator_bytes = 4;
 constexpr uint32_t bytes_most = NPRM_CONFIG_BYTES_MAX / 4 * 4;
-constexpr uint16_t no_interface = 0xFFFF;
 
 // Tells the length and makes room for the bytes, which may end before the record does.
 std::span<std::byte> answer_bytes(model_reply &reply, uint32_t length) {
@@ -48,15 +47,18 @@ class config_blob {
 
 uint32_t read_config(const model_request &from, model_reply &reply) {
     if (from.units() != 1) return NPRM_ERROR_PARAM;
-    const uint32_t selector = from.at<nprm_if_data_record>(0).selector;
+    const auto &asked = from.at<nprm_if_data_record>(0);
+    const uint32_t selector = asked.selector;
+    uint32_t first = 0;
+    if (selector != NPRM_IF_CONFIG_ALL && asked.length >= sizeof first) std::memcpy(&first, asked.bytes, sizeof first);
     config_blob blob;
     bool is_known = selector == NPRM_IF_CONFIG_ALL;
-        for (const hw_table *table : all_hw_tables()) {
+    for (const hw_table *table : all_hw_tables()) {
         if (table->entry_type == 0 || table->id != table->entry_type) continue;
         if (selector != NPRM_IF_CONFIG_ALL && selector != table->entry_type) continue;
         is_known = true;
         const uint32_t end = table->end();
-        for (uint32_t address = 0; address < end && !blob.is_full(); ++address)
+        for (uint32_t address = first; address < end && !blob.is_full(); ++address)
             blob.append(*table, address);
     }
     if (!is_known) return NPRM_ERROR_PARM_STRUCT_ID;
@@ -69,7 +71,7 @@ uint32_t read_config(const model_request &from, model_reply &reply) {
 uint32_t read_port_mapping(const model_request &from, model_reply &reply) {
     if (from.units() != 1) return NPRM_ERROR_PARAM;
     std::array<uint16_t, card_ports> mapping;
-    mapping.fill(no_interface);
+    mapping.fill(NPRM_IF_NONE);
     for (const auto &[id, interface] : interfaces().interfaces)
         if (interface.kind == NPRM_IF_PHYSICAL) mapping[interface.value] = id;
     std::memcpy(answer_bytes(reply, sizeof mapping).data(), mapping.data(), sizeof mapping);

@@ -24,7 +24,7 @@ std::array<uint8_t, 6> array_of(const uint8_t (&mac_address)[6]) {
 }
 
 uint32_t check_new(const nprm_if_interface_record &asked) {
-    if (asked.interface_id > UINT16_MAX || asked.value > UINT8_MAX) return NPRM_ERROR_PARAM;
+    if (asked.interface_id >= NPRM_IF_NONE || asked.value > UINT8_MAX) return NPRM_ERROR_PARAM;
     if (find_interface(asked.interface_id) != nullptr) return NPRM_ERROR_IF_EXIST;
     const uint32_t kind = asked.attribute & NPRM_IF_KIND_MASK;
     if (kind > NPRM_IF_SB || (asked.attribute & ~uint32_t{NPRM_IF_KIND_MASK | NPRM_IF_LAYER_3}) != 0) return NPRM_ERROR_PARAM;

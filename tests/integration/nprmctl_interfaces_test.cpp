@@ -58,16 +58,16 @@ TEST_F(NprmctlInterfaces, ShowsOneOrAll) {
     for (uint32_t id = 1000; id < 1070; ++id)  // more than one answer holds
         done({"if", "create", std::to_string(id), "sb", "02:00:00:00:00:01"});
     create("7", "4");
-    done({"if", "create", "65535", "physical", "02:00:00:00:00:2a", "--port", "5", "--layer3"});
-    done({"if", "address", "65535", "192.0.2.1/24"});
+    done({"if", "create", "65534", "physical", "02:00:00:00:00:2a", "--port", "5", "--layer3"});
+    done({"if", "address", "65534", "192.0.2.1/24"});
     const json all = done_json({"if", "show"}).at("interfaces");
     ASSERT_EQ(all.size(), 72U);
     EXPECT_EQ(all[0].at("interface"), 7);
-    EXPECT_EQ(all[71], json::parse(R"({"interface": 65535, "kind": "physical", "layer": 3, "state": "down", "port": 5,
+    EXPECT_EQ(all[71], json::parse(R"({"interface": 65534, "kind": "physical", "layer": 3, "state": "down", "port": 5,
         "mac": "02:00:00:00:00:2a", "ipv4": "192.0.2.1/24", "ipv6": null, "channel": null,
         "active_on": null, "bridge_group": null})"));
-    EXPECT_THAT(done({"if", "show", "65535"}),
-                HasSubstr("\n    65535  physical      3  down   02:00:00:00:00:2a     5  192.0.2.1/24"));
+    EXPECT_THAT(done({"if", "show", "65534"}),
+                HasSubstr("\n    65534  physical      3  down   02:00:00:00:00:2a     5  192.0.2.1/24"));
     expect_refused({"if", "show", "8"}, 1, "there is no such interface");
 }
 

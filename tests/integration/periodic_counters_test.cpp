@@ -81,7 +81,8 @@ class PeriodicCounters : public ::testing::Test {
     }
     // Counter k of entry 0, its first count.
     void set(uint32_t k, uint64_t count) const {
-        __atomic_store_n(reinterpret_cast<uint64_t *>(segment_ + table_14 + size_t{k} * 16), count, __ATOMIC_RELAXED);
+        typedef uint64_t shared_count __attribute__((aligned(8)));  // the card's ABI aligns a uint64_t to 4
+        __atomic_store_n(reinterpret_cast<shared_count *>(segment_ + table_14 + size_t{k} * 16), count, __ATOMIC_RELAXED);
     }
 
     scratch_directory directory;

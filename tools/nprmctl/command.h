@@ -93,7 +93,6 @@ int fib_delete(invocation &);
 int fib_look_up(invocation &);
 int fib_generate(invocation &);  // fib_table.cpp
 int fib_bench(invocation &);
-int fib_load(invocation &);   // fib_load.cpp
 int hw_tables(invocation &);  // hw_commands.cpp
 int hw_summary(invocation &);
 int hw_get(invocation &);

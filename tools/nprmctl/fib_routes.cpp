@@ -169,7 +169,9 @@ void nexthop_names::read(std::string_view text, std::vector<text_error> &errors)
 }
 
 const nprm_fib_nexthop *nexthop_names::find(const std::string &gateway, const std::string &device) const {
-    for (const std::string &name : {gateway + "%" + device, gateway, device})
+    std::string both = gateway;
+    both.append("%").append(device);
+    for (const std::string &name : {both, gateway, device})
         if (const auto found = names_.find(name); !name.empty() && found != names_.end()) return &found->second;
     return other_ ? &*other_ : nullptr;
 }

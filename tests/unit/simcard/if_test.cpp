@@ -115,7 +115,12 @@ TEST_F(Interfaces, RefuseToBeCreatedWrongly) {
     EXPECT_EQ(create(2, 3, 0), param);
     EXPECT_EQ(create(2, 0x20, 0), param);
     EXPECT_EQ(create(2, physical, 256), param);
+    EXPECT_EQ(create(65535, physical, 6), param) << "the port mapping's mark of a port without interface";
     EXPECT_EQ(create(65536, physical, 6), param);
+    message without_mac = request(0);
+    put32(without_mac, 8, 2);
+    put32(without_mac, 16, 6);
+    EXPECT_EQ(code_of(without_mac), bad_mac);
     EXPECT_EQ(create(2, physical, 6, 1), bad_mac);
     for (uint32_t id = 100; id < 164; ++id)
         ASSERT_EQ(create(id, channel, 0), ok);
@@ -206,6 +211,8 @@ TEST_F(Interfaces, JoinAndLeavePortChannels) {
     EXPECT_EQ(with_words(8, {0, 100, 8}), too_many_members);
     EXPECT_EQ(about(100)["members"], json::parse("[0, 1, 2, 3, 4, 5, 6, 7]"));
     EXPECT_EQ(with_words(9, {0, 100, 8}), not_member);
+    create(101, channel, 0);
+    EXPECT_EQ(with_words(9, {0, 101, 3}), not_member) << "of this channel";
     EXPECT_EQ(with_words(9, {0, 100, 3}), ok);
     EXPECT_EQ(with_words(9, {0, 1, 3}), not_channel);
     EXPECT_EQ(delete_interface(0), ok);
@@ -229,6 +236,16 @@ TEST_F(Interfaces, AreBridgedInPairs) {
     EXPECT_EQ(with_words(10, {6, 2, 77}), absent);
     EXPECT_EQ(with_words(10, {256, 2, 100}), param);
     EXPECT_EQ(with_words(8, {0, 100, 0}), in_group);
+    EXPECT_EQ(with_words(8, {0, 100, 2}), ok);
+    EXPECT_EQ(with_words(10, {6, 2, 100}), in_group) << "a member of a channel";
+    EXPECT_EQ(with_words(9, {0, 100, 2}), ok);
+    EXPECT_EQ(with_words(10, {6, 2, 100}), ok);
+    EXPECT_EQ(vlan(12, 6, 10, 99), ok);
+    EXPECT_EQ(vlan(12, 5, 10, 99), vlan_used) << "by another group";
+    EXPECT_EQ(vlan(13, 6, 10, 99), ok);
+    EXPECT_EQ(vlan(12, 256 + 5, 10, 99), group_absent);
+    EXPECT_EQ(with_words(11, {256 + 6}), group_absent);
+    EXPECT_EQ(with_words(11, {6}), ok);
     EXPECT_EQ(delete_interface(0), in_group);
     EXPECT_EQ(vlan(12, 5, 10, 99), ok);
     EXPECT_EQ(vlan(12, 5, 10, 98), vlan_used);
@@ -249,6 +266,8 @@ TEST_F(Interfaces, ShareTheirComponentWithTheCardsSettings) {
     EXPECT_EQ(with_words(16, {0x0FFFFFF1}), ok);
     EXPECT_EQ(with_words(19, {0, 1500}), ok);
     EXPECT_EQ(with_words(19, {0, 2000001}), param);
+    EXPECT_EQ(with_words(19, {0, 2000000}), ok);
+    EXPECT_EQ(with_words(19, {0, 1500}), ok);
     EXPECT_EQ(get32(ask(request(20)), 12), 1500U);
     EXPECT_EQ(with_words(22, {42}), ok);
     EXPECT_EQ(state()["errorlog_mask"], 0x0FFFFFF1);
@@ -256,6 +275,8 @@ TEST_F(Interfaces, ShareTheirComponentWithTheCardsSettings) {
     EXPECT_EQ(state()["crash_argument"], 42);
     EXPECT_EQ(with_words(18, {2, 1, 9}), ok);
     EXPECT_EQ(with_words(18, {4, 1, 9}), param);
+    EXPECT_EQ(with_words(18, {2, 2, 9}), param);
+    EXPECT_EQ(with_words(18, {2, 1, 256}), param);
     EXPECT_EQ(state()["lookups"], json::parse("[null, null, 9, null]"));
     card_.reset();
     EXPECT_EQ(get32(ask(request(20)), 12), 2000000U);
@@ -314,6 +335,38 @@ TEST_F(Interfaces, OfAnUnknownSortAreNotInTheConfiguration) {
     put32(two, 4, 2);
     two.resize(8 + 70);
     EXPECT_EQ(code_of(two), param);
+}
+
+TEST_F(Interfaces, TakeRequestsOfOneRecordOnly) {
+    for (const uint32_t operation :
+         {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10U, 11U, 12U, 13U, 16U, 17U, 18U, 19U, 20U, 21U, 22U}) {
+        message two = request(operation);
+        put32(two, 4, 2);
+        put8(two, 20, 2);
+        two.resize(8 + 70);
+        const message reply = ask(two);
+        EXPECT_EQ(reply.size(), 78U) << operation;
+        EXPECT_EQ(get32(reply, 8), param) << operation;
+        EXPECT_EQ(get32(reply, 43), param) << operation;
+    }
+}
+
+TEST_F(Interfaces, AreInTheConfigurationFromTheAddressAskedForOn) {
+    for (uint32_t id = 1; id < 4; ++id)
+        create(id, physical, id);
+    message read = request(17);
+    put32(read, 8, 3);
+    const message all = ask(read);
+    put32(read, 12, 4);
+    put32(read, 16, 3);
+    const message last = ask(read);
+    EXPECT_EQ(get32(all, 8), ok);
+    EXPECT_EQ(get32(all, 16), 3U) << "type of the first entry";
+    EXPECT_EQ(get32(all, 20), 1U) << "its address";
+    EXPECT_EQ(get32(last, 20), 3U);
+    EXPECT_EQ(3 * (get32(last, 12) - 4), get32(all, 12) - 4) << "one entry of three, and the word that ends them";
+    EXPECT_EQ(hex_of(message(last.begin() + 16, last.end())),
+              hex_of(message(all.end() - static_cast<ptrdiff_t>(get32(last, 12)), all.end())));
 }
 
 }  // namespace
