@@ -12,7 +12,7 @@ using testing::StartsWith;
 
 class NprmctlPorts : public Nprmctl {
   protected:
-    NprmctlPorts() { done({"card", "traffic", "frozen"}); }
+    NprmctlPorts() : Nprmctl({"--remove-segments", "--traffic", "frozen"}) {}
 
     void expect_refused(const strings &arguments, int status, const std::string &why) const {
         const nprmctl_run run = run_nprmctl(arguments);
@@ -109,6 +109,19 @@ TEST_F(NprmctlPorts, DecodesFilesOfAModuleThatTheReaderCalibratesWithoutACard) {
     EXPECT_THAT(done({"sfp", "show", "--file", a0}), HasSubstr("monitoring  not given\n"));
     expect_refused({"sfp", "show", "--file", file("short", "abc")}, 1, "has 3 bytes; a module's memory has 256");
     EXPECT_EQ(requests(), before);
+}
+
+TEST_F(NprmctlPorts, DecodesTheMonitoringThatIsGivenWhateverTheIdentificationSays) {
+    std::string a0 = done({"sfp", "raw", "0", "--binary"});
+    const std::string a2 = file("a2", done({"sfp", "raw", "0", "--monitoring", "--binary"}));
+    a0[92] |= 0x04;
+    const std::string moved = file("moved", a0);
+    EXPECT_THAT(done({"sfp", "show", "--file", moved}), HasSubstr("monitoring  not readable without a change of address\n"));
+    EXPECT_THAT(done({"sfp", "show", "--file", moved, "--monitor", a2}), HasSubstr("supply voltage"));
+    expect_refused({"sfp", "show", "--file", moved, "--monitor", files / "none"}, 2, "cannot be read");
+    a0[92] = 0x04;  // says nothing where there is no monitoring
+    const std::string without = file("without", a0);
+    EXPECT_THAT(done({"sfp", "show", "--file", without}), HasSubstr("monitoring  none\n"));
 }
 
 TEST_F(NprmctlPorts, DumpsAModulesMemory) {
