@@ -2,7 +2,12 @@
 
 #include "nprmctl_fixture.h"
 
+#include <filesystem>
+
 #include <gmock/gmock.h>
+
+#include "api/wire/nprm_message.h"
+#include "tests/hostile/raw_server.h"
 
 namespace {
 
@@ -166,6 +171,35 @@ TEST_F(NprmctlServices, ShowNothingOfAnAnswerThatIsCut) {
         expect_refused({"sn", "show", "1"}, "service node 1 cannot be read: NPRM_ERROR (1)");
     }
     done({"sn", "show", "1"});
+}
+
+TEST_F(NprmctlServices, SayThatAGroupMayBeAbsentWhenACodeDoesNotTellIt) {
+    expect_refused({"sng", "show", "9"}, "NPRM_ERROR_FDM_READ_ACTION (51), the group could not be read; it may be absent\n"
+                                         "  try: nprmctl sng show 0 --count 1024\n");
+    expect_refused({"scg", "show", "9"}, "NPRM_ERROR_CMM_READ_DIST_LIST (79), the list could not be read; the group may be absent\n");
+    expect_refused({"sng-dist", "show", "9", "0"}, "(54), the hash index leads nowhere, or the card has no such group\n");
+    expect_refused({"sng-dist", "delete", "9", "0"}, "(55), the hash index leads nowhere already, or the card has no such group\n");
+    expect_refused({"flow", "dist", "9", "10.0.0.1", "10.0.0.2"}, "(54), the group's distribution could not be read; it may be absent");
+}
+
+// A server of one component that answers every request with its operation, no records, and the word that a result would be.
+TEST_F(NprmctlServices, ShowNothingOfAnAnswerWithoutRecords) {
+    const std::pair<uint32_t, std::vector<strings>> answers[] = {
+        {NPRM_OPCODE_FDM, {{"sn", "show", "1"}, {"sn", "show"}, {"sng", "show", "7"}, {"sng-dist", "show", "7", "0"}}},
+        {NPRM_OPCODE_CMM, {{"sc", "show", "1"}, {"scg", "show", "1"}}},
+        {NPRM_OPCODE_WCCP, {{"wccp", "show", "1"}}}};
+    for (const auto &[opcode, commands] : answers) {
+        std::filesystem::remove(directory / std::to_string(opcode));
+        raw_process server(directory.path(), opcode, [](int connection) {
+            for (raw_request request; next_request(connection, &request);) {
+                byte_list payload(request.payload.begin(), request.payload.begin() + 4);
+                payload.resize(12);
+                send_bytes(connection, reply_of(request.token, payload));
+            }
+        });
+        for (const strings &command : commands)
+            expect_refused(command, "cannot be read: NPRM_ERROR (1)");
+    }
 }
 
 TEST(NprmctlServicesUsage, EndsWithStatus2AndNamesTheArgument) {

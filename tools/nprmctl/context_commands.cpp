@@ -10,7 +10,7 @@ constexpr const char *group_help = "the group's number, 0 to 255";
 constexpr object_words context_words = {
     "service context",
     "the card has no service contexts",
-    NPRM_ERROR_CMM_SC_NOT_EXIST,
+    {NPRM_ERROR_CMM_SC_NOT_EXIST, nullptr, "nprmctl sc show"},
     {NPRM_ERROR_CMM_WRITE_SC, "the service context could not be written; it may exist already",
      "nprmctl sc show, nprmctl sc replace"},
     {NPRM_ERROR_CMM_DEL_SC, "the service context could not be deleted; a group may have it", "nprmctl scg show"}};
@@ -18,7 +18,7 @@ constexpr object_words context_words = {
 constexpr object_words group_words = {
     "service-context group",
     "the card has no service-context groups",
-    NPRM_ERROR_CMM_READ_DIST_LIST,
+    {NPRM_ERROR_CMM_READ_DIST_LIST, "the list could not be read; the group may be absent", "nprmctl scg show"},
     {NPRM_ERROR_CMM_WRITE_DIST_LIST, "the list could not be written; the group may exist already, or a context is in it twice",
      "nprmctl scg show, nprmctl scg replace"},
     {NPRM_ERROR_CMM_DEL_DIST_LIST, "the list could not be deleted; the group may be absent", "nprmctl scg show"}};

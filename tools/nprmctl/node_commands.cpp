@@ -10,14 +10,14 @@ constexpr const char *group_id_help = "the group's number, 0 to 65535";
 constexpr object_words node_words = {
     "service node",
     "the card has no service nodes",
-    NPRM_ERROR_FDM_SN_NOT_EXIST,
+    {NPRM_ERROR_FDM_SN_NOT_EXIST, nullptr, "nprmctl sn show"},
     {NPRM_ERROR_FDM_WRITE_SN, "the service node could not be written; it may exist already", "nprmctl sn show, nprmctl sn replace"},
     {NPRM_ERROR_FDM_DEL_SN, "the service node could not be deleted; a group may use it", "nprmctl sng-dist show GROUP"}};
 
 constexpr object_words group_words = {
     "service-node group",
     "the card has none of these service-node groups",
-    NPRM_ERROR_FDM_READ_ACTION,
+    {NPRM_ERROR_FDM_READ_ACTION, "the group could not be read; it may be absent", "nprmctl sng show 0 --count 1024"},
     {NPRM_ERROR_FDM_WRITE_ACTION, "the group could not be written; it may exist already, or there are too many",
      "nprmctl sng show GROUP, nprmctl sng replace"},
     {NPRM_ERROR_FDM_DEL_ACTION, "the group could not be deleted; it may be absent, or flows are distributed by it",
@@ -101,6 +101,9 @@ int change_place(const invocation &call, const place_arguments &at, uint32_t act
     constexpr other_meaning refused_write = {NPRM_ERROR_FDM_WRITE_SNG_DIST,
                                              "the group may be absent, or the hash index may lead to a node already",
                                              "nprmctl sng-dist show GROUP, nprmctl sng-dist replace"};
+    constexpr other_meaning refused_delete = {NPRM_ERROR_FDM_DEL_SNG_DIST,
+                                              "the hash index leads nowhere already, or the card has no such group",
+                                              "nprmctl sng-dist show GROUP"};
     connect_to_server(call);
     change(
         place_name(at.group, at.index) + " was not " + done_word(action),
@@ -108,7 +111,7 @@ int change_place(const invocation &call, const place_arguments &at, uint32_t act
             const nprm_distribution_group group = place_in(at.group, at.index);
             return nprm_sng_dist_op(action, 1, &group, &member);
         },
-        action == NPRM_SERVICE_DELETE ? nullptr : &refused_write);
+        action == NPRM_SERVICE_DELETE ? &refused_delete : &refused_write);
     const std::string node = "service node " + std::to_string(member.byte[1]);
     const bool leads = (member.byte[0] & NPRM_SERVICE_MEMBER_VALID) != 0;
     report result;
@@ -232,8 +235,12 @@ int sng_dist_show(invocation &call) {
     call.number("[INDEX]", index, 0, NPRM_SERVICE_HASH_INDEXES - 1, "the hash index, 0 to 255; all that are set when not given");
     call.notes("Example: nprmctl sng-dist show 7\n");
     call.parse();
-    constexpr object_words words = {
-        "hash index", "no hash index of the group is set, or the card has no such group", NPRM_ERROR_FDM_READ_SNG_DIST, {}, {}};
+    constexpr object_words words = {"hash index",
+                                    "no hash index of the group is set, or the card has no such group",
+                                    {NPRM_ERROR_FDM_READ_SNG_DIST, "the hash index leads nowhere, or the card has no such group",
+                                     "nprmctl sng-dist show GROUP, nprmctl sng show GROUP"},
+                                    {},
+                                    {}};
     const bool one = call.given("INDEX");
     const auto operation = [group](uint32_t at, nprm_distribution_member &member) {
         const nprm_distribution_group place = place_in(group, at);

@@ -15,7 +15,7 @@
 struct object_words {
     const char *name;                 // "service node"
     const char *absent;               // "the card has no service nodes"
-    uint32_t not_exist;               // the code of a read
+    other_meaning not_exist;          // what a read is refused with; no meaning of its own: null
     other_meaning exists, is_in_use;  // what an add or a delete may be refused with
 };
 
@@ -44,15 +44,33 @@ inline int change_object(const invocation &call, const object_words &words, uint
     return exit_done;
 }
 
+// A record that is still as it was may be one that the answer lacks: the library leaves those alone.  What stays as it was twice,
+// with other bytes each time, did not come.
+template <class record>
+answer read_record(record &into, const std::function<uint32_t(record &)> &operation) {
+    for (const int mark : {0, 0xFF}) {
+        record before;
+        std::memset(static_cast<void *>(&before), mark, sizeof before);
+        into = before;
+        const answer given = ask([&] { return operation(into); });
+        if (given.code != NPRM_OK || std::memcmp(&into, &before, sizeof before) != 0) return given;
+    }
+    return {NPRM_ERROR, false, "The answer lacks the record."};
+}
+
 // Reads one; none when the card has no such object and the command shows all that there are.
 template <class record>
 std::optional<record> read_object(const object_words &words, uint32_t id, bool may_be_absent,
                                   const std::function<uint32_t(record &)> &operation) {
-    record read = {};
-    const answer given = ask([&] { return operation(read); });
+    record read;
+    answer given = read_record(read, operation);
     if (given.code == NPRM_OK) return read;
-    if (may_be_absent && given.code == words.not_exist) return std::nullopt;
-    throw unknown_for(std::string(words.name) + " " + std::to_string(id) + " cannot be read", given);
+    const bool is_absent = given.code == words.not_exist.code;
+    if (is_absent && may_be_absent) return std::nullopt;
+    if (is_absent) given.meaning = words.not_exist.meaning;
+    failure problem = unknown_for(std::string(words.name) + " " + std::to_string(id) + " cannot be read", given);
+    if (is_absent && words.not_exist.next != nullptr) problem.next = words.not_exist.next;
+    throw problem;
 }
 
 // One object field by field, or a table of those from an id on.

@@ -9,7 +9,7 @@ constexpr const char *entry_id_help = "the entry's number, 0 to 255";
 constexpr object_words entry_words = {
     "WCCP entry",
     "the card has no WCCP entries",
-    NPRM_ERROR_WCCP_NOT_EXIST,
+    {NPRM_ERROR_WCCP_NOT_EXIST, nullptr, "nprmctl wccp show"},
     {NPRM_ERROR_WCCP_WRITE_WCCP, "the entry could not be written; it may exist already", "nprmctl wccp show, nprmctl wccp replace"},
     {NPRM_ERROR_WCCP_DEL_WCCP, "the entry could not be deleted", "nprmctl wccp show"}};
 
