@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
+#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -250,6 +251,62 @@ TEST_F(NprmctlFib, TakesNoDamagedAnswerForASuccess) {
     fault({{"kind", "truncate"}, {"value", 12}});
     EXPECT_EQ(run_nprmctl({"fib", "lookup", "10.0.1.1"}).status, 1);
     done({"fib", "load", routes, "--replace"});
+}
+
+TEST_F(NprmctlFib, GivesNoAdviceForAWrongLineWhenNobodyAnswers) {
+    fault({{"kind", "exit"}});
+    const std::string routes = file("routes", list_of(1, 3));
+    refused({"fib", "load", routes});
+    const std::string errors = refused({"fib", "load", routes});
+    EXPECT_THAT(errors, HasSubstr("nobody answers in " + directory.path()));
+    EXPECT_THAT(errors, testing::Not(HasSubstr("finds the line")));
+}
+
+TEST_F(NprmctlFib, TakesAPipeWithoutRoutesForAMistake) {
+    EXPECT_THAT(refused({"fib", "load", "/dev/null"}, 2), HasSubstr("/dev/null holds no routes, nothing was sent\n"));
+    EXPECT_EQ(requests(), 0U);
+}
+
+// What nprmctl writes to a terminal until it ends.
+std::string on_a_terminal(const strings &words) {
+    int terminal = -1;
+    const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (process == 0) {
+        std::vector<char *> arguments = {const_cast<char *>(NPRMCTL_PROGRAM)};
+        for (const std::string &word : words)
+            arguments.push_back(const_cast<char *>(word.c_str()));
+        arguments.push_back(nullptr);
+        execv(NPRMCTL_PROGRAM, arguments.data());
+        _exit(127);
+    }
+    if (process < 0) return {};
+    std::string text;
+    char part[4096];
+    for (ssize_t got; (got = read(terminal, part, sizeof part)) > 0;)  // ends with an error when the process has ended
+        text.append(part, static_cast<size_t>(got));
+    close(terminal);
+    int status = 0;
+    waitpid(process, &status, 0);
+    EXPECT_EQ(status, 0) << text;
+    return text;
+}
+
+bool has_terminals() {
+    int terminal = -1, other = -1;
+    if (openpty(&terminal, &other, nullptr, nullptr, nullptr) != 0) return false;
+    close(terminal);
+    close(other);
+    return true;
+}
+
+TEST_F(NprmctlFib, ShowsOnATerminalHowFarItIs) {
+    if (!has_terminals()) GTEST_SKIP() << "this machine gives no pseudo-terminals";
+    const std::string routes = file("routes", list_of(1, 30));
+    const std::string shown = on_a_terminal({"fib", "load", routes, "--batch", "10"});
+    EXPECT_THAT(shown, StartsWith("\r10 of 30 routes, "));
+    EXPECT_THAT(shown, testing::ContainsRegex("\r30 of 30 routes, [0-9,]+ a second\x1b\\[K\r\x1b\\[K"));
+    EXPECT_THAT(shown, testing::ContainsRegex("30 routes applied, [0-9,]+ a second\r\n$"));
+    EXPECT_THAT(on_a_terminal({"fib", "load", routes, "--replace", "--json"}), StartsWith("{\r\n"));
 }
 
 TEST_F(NprmctlFib, MeasuresAndLeavesNothingBehind) {

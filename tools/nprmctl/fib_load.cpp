@@ -194,6 +194,12 @@ class loading {
         progress_.show(applied_.routes);
     }
 
+    // Sends what is left, and has the terminal for the report.
+    void finish() {
+        send();
+        progress_.clear();
+    }
+
     failure interrupted() const { return ended(refused("interrupted; " + applied_text() + not_tried(pending_.first)), false); }
     failure wrong_line(std::vector<text_error> errors) const {
         failure problem = text_errors(name_of_file(options_.path), std::move(errors));
@@ -219,9 +225,10 @@ class loading {
         failure problem =
             unchanged_for(text_of(pending_) + (pending_.routes == 1 ? " was not applied" : " were not applied"), given);
         problem.what += "; " + applied_text() + not_tried(pending_.last + 1);
+        const bool was_sent = given.code != NPRM_ERROR_IPC_SEND && given.code != NPRM_ERROR_NOT_READY;
         if (given.is_uncertain)
             problem.next = again(" --replace") + " goes on from there";
-        else if (pending_.routes > 1)
+        else if (was_sent && pending_.routes > 1)
             problem.next = again(" --batch 1") + " finds the line";
         else if (given.code == NPRM_ERROR_IF_EXIST)
             problem.next = again(" --replace") + " takes prefixes that are there";
@@ -245,6 +252,10 @@ class loading {
     line_range applied_;
 };
 
+failure without_routes(const load_options &options) {
+    return usage_error(name_of_file(options.path) + " holds no routes, nothing was sent", {});
+}
+
 int load(const invocation &call, const load_options &options, line_stream &lines, const nexthop_names &names, uint64_t routes) {
     const auto start = std::chrono::steady_clock::now();
     route_feed feed(lines, names, options);
@@ -255,7 +266,8 @@ int load(const invocation &call, const load_options &options, line_stream &lines
         onto_card.add(route, feed.line());
     if (step == route_feed::step::wrong) throw onto_card.wrong_line(std::move(feed.errors()));
     if (was_interrupted()) throw onto_card.interrupted();
-    onto_card.send();
+    onto_card.finish();
+    if (onto_card.applied() == 0) throw without_routes(options);
 
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     const auto rate = static_cast<uint64_t>(static_cast<double>(onto_card.applied()) / seconds);
@@ -282,7 +294,7 @@ int fib_load(invocation &call) {
     if (options.dry_run || lines.rewind()) {
         const file_plan plan = read_ahead(lines, names, options);
         if (options.dry_run) return tell_plan(call, options, plan);
-        if (plan.routes() == 0) throw usage_error(name_of_file(options.path) + " holds no routes, nothing was sent", {});
+        if (plan.routes() == 0) throw without_routes(options);
         routes = plan.routes();
         lines.rewind();
     }
