@@ -1,4 +1,5 @@
-// Damaged replies to reads of services, ports and modules: writes stay inside the caller's records, and the next read is whole again.
+// Damaged replies to reads of services, ports and modules: writes stay inside the caller's records, and the next read is whole
+// again.
 
 #include <cstring>
 #include <functional>

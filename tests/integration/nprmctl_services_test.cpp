@@ -174,12 +174,15 @@ TEST_F(NprmctlServices, ShowNothingOfAnAnswerThatIsCut) {
 }
 
 TEST_F(NprmctlServices, SayThatAGroupMayBeAbsentWhenACodeDoesNotTellIt) {
-    expect_refused({"sng", "show", "9"}, "NPRM_ERROR_FDM_READ_ACTION (51), the group could not be read; it may be absent\n"
-                                         "  try: nprmctl sng show 0 --count 1024\n");
-    expect_refused({"scg", "show", "9"}, "NPRM_ERROR_CMM_READ_DIST_LIST (79), the list could not be read; the group may be absent\n");
+    expect_refused({"sng", "show", "9"},
+                   "NPRM_ERROR_FDM_READ_ACTION (51), the group could not be read; it may be absent\n"
+                   "  try: nprmctl sng show 0 --count 1024\n");
+    expect_refused({"scg", "show", "9"},
+                   "NPRM_ERROR_CMM_READ_DIST_LIST (79), the list could not be read; the group may be absent\n");
     expect_refused({"sng-dist", "show", "9", "0"}, "(54), the hash index leads nowhere, or the card has no such group\n");
     expect_refused({"sng-dist", "delete", "9", "0"}, "(55), the hash index leads nowhere already, or the card has no such group\n");
-    expect_refused({"flow", "dist", "9", "10.0.0.1", "10.0.0.2"}, "(54), the group's distribution could not be read; it may be absent");
+    expect_refused({"flow", "dist", "9", "10.0.0.1", "10.0.0.2"},
+                   "(54), the group's distribution could not be read; it may be absent");
 }
 
 // A server of one component that answers every request with its operation, no records, and the word that a result would be.
