@@ -1,4 +1,4 @@
-// Entries of a table as people name them: "7", "0-99,200".
+// Entries of a table, and other numbered things, as people name them: "7", "0-99,200".
 #ifndef NPRMCTL_STATS_IDS_H
 #define NPRMCTL_STATS_IDS_H
 
@@ -12,8 +12,13 @@ struct id_list {
     std::string wrong;          // what is wrong with the text; empty when nothing is
 };
 
-// entries: how many the table has.  An id that comes twice is wrong.
-id_list parse_ids(std::string_view text, uint32_t entries);
+// What is named, and what has it.
+struct id_words {
+    const char *one = "entry", *a_one = "an entry", *whose = "the table";
+};
+
+// entries: how many there are.  An id that comes twice is wrong.
+id_list parse_ids(std::string_view text, uint32_t entries, const id_words &words = {});
 
 // "0-99,200"
 std::string ids_text(const std::vector<uint32_t> &ids);
