@@ -12,6 +12,12 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
+bool has_libedit() {
+    void *library = dlopen("libedit.so.2", RTLD_NOW);
+    if (library != nullptr) dlclose(library);
+    return library != nullptr;
+}
+
 class NprmctlShell : public Nprmctl {
   protected:
     // What people see at the end of a line depends on the terminal's kind.
@@ -77,29 +83,27 @@ TEST_F(NprmctlShell, SaysWhatIsWrongWithItsFile) {
 TEST_F(NprmctlShell, RunsWhatIsTypedAndGoesOnBehindFailuresAndGivenUpCommands) {
     if (!has_terminals()) GTEST_SKIP() << "this machine gives no pseudo-terminals";
     const terminal_run run = run_on_terminal({"shell"}, {{"nprm> ", "tcam delete 9\n"},
-                                                         {"nprm> ", "stats watch 14 --interval 50\n"},
+                                                         {"SIZE\r\nnprm> ", "stats watch 14 --interval 50\n"},
                                                          {"q ends", "\x03"},
                                                          {"nprm> ", "tcam create 7\n"},
-                                                         {"nprm> ", "quit\n"}});
+                                                         {"7 entries\r\nnprm> ", "quit\n"}});
     EXPECT_EQ(run.status, 0) << run.shown;
     EXPECT_THAT(run.shown, StartsWith("A command a line, as behind nprmctl; \"help\" shows them, \"exit\" leaves.\r\nnprm> "));
     EXPECT_THAT(run.shown, HasSubstr("nprmctl: list 9 was not deleted: NPRM_ERROR_TCAM_TCAM_INACTIVE_LIST (30)"));
     EXPECT_THAT(run.shown, HasSubstr("list 0 has room for 7 entries\r\n"));
-    const terminal_run ended = run_on_terminal({"shell"}, {{"nprm> ", "\x04"}});
+    const terminal_run ended = run_on_terminal({"shell"}, {{"nprm> ", "\x04", has_libedit()}});
     EXPECT_EQ(ended.status, 0) << ended.shown;
 }
 
 TEST_F(NprmctlShell, CompletesWordsWhereTheMachineHasLibedit) {
     if (!has_terminals()) GTEST_SKIP() << "this machine gives no pseudo-terminals";
-    void *library = dlopen("libedit.so.2", RTLD_NOW);
-    if (library == nullptr) GTEST_SKIP() << "this machine has no libedit in this ABI";
-    dlclose(library);
+    if (!has_libedit()) GTEST_SKIP() << "this machine has no libedit in this ABI";
     const std::string path = file("list.txt", "permit ip any any\n");
     const terminal_run run =
         run_on_terminal({"shell"}, {{"nprm> ", "tc\tsp\t\n"},
                                     {"are free\r\nnprm> ", "tcam load --dr\tnew " + path.substr(0, path.size() - 3) + "\t\n"},
                                     {"161              0            0\r\nnprm> ", "no such\x03"},
-                                    {"^C\r\nnprm> ", "exi\t\n"}});
+                                    {"\r\nnprm> ", "exi\t\n"}});
     EXPECT_EQ(run.status, 0) << run.shown;
     EXPECT_THAT(run.shown, HasSubstr("65,536 entries are free\r\n"));
     EXPECT_THAT(run.shown, HasSubstr("1 entry would go out"));

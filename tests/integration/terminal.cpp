@@ -2,8 +2,12 @@
 
 #include "terminal.h"
 
+#include <csignal>
+
+#include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 bool has_terminals() {
@@ -13,6 +17,22 @@ bool has_terminals() {
     close(other);
     return true;
 }
+
+namespace {
+
+// Fails when the process has ended.
+ssize_t read_within_20_seconds(int terminal, char *into, size_t size) {
+    pollfd ready = {terminal, POLLIN, 0};
+    return poll(&ready, 1, 20000) == 1 ? read(terminal, into, size) : -1;
+}
+
+void await_editor(int terminal) {
+    termios state = {};
+    for (int tries = 0; tries < 20000 && tcgetattr(terminal, &state) == 0 && (state.c_lflag & ICANON) != 0; ++tries)
+        usleep(1000);
+}
+
+}  // namespace
 
 terminal_run run_on_terminal(const std::vector<std::string> &arguments, const std::vector<typed_keys> &typed) {
     int terminal = -1;
@@ -29,14 +49,16 @@ terminal_run run_on_terminal(const std::vector<std::string> &arguments, const st
     std::string shown;
     size_t from = 0, next = 0;
     char part[4096];
-    for (ssize_t got; (got = read(terminal, part, sizeof part)) > 0;) {  // ends with an error when the process has ended
+    for (ssize_t got; (got = read_within_20_seconds(terminal, part, sizeof part)) > 0;) {
         shown.append(part, static_cast<size_t>(got));
         while (next < typed.size() && shown.find(typed[next].awaited, from) != std::string::npos) {
             from = shown.size();
+            if (typed[next].to_editor) await_editor(terminal);
             const std::string &keys = typed[next++].keys;
             if (write(terminal, keys.data(), keys.size()) < 0) break;
         }
     }
+    kill(process, SIGKILL);  // one that waits for keys that are not to come
     close(terminal);
     int status = 0;
     waitpid(process, &status, 0);

@@ -8,6 +8,7 @@
 struct typed_keys {
     std::string awaited;  // what the terminal shows first, behind what it showed before the last keys
     std::string keys;
+    bool to_editor = false;  // once the program reads keys instead of lines
 };
 
 struct terminal_run {
