@@ -1,13 +1,13 @@
 // nprmctl fib beside a real card: routes in and out, files of routes, and exactly what was applied when loading ends early.
 
 #include "nprmctl_fixture.h"
+#include "terminal.h"
 
 #include <csignal>
 
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
-#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -289,46 +289,16 @@ TEST_F(NprmctlFib, TakesAPipeWithoutRoutesForAMistake) {
     EXPECT_EQ(requests(), 0U);
 }
 
-// What nprmctl writes to a terminal until it ends.
-std::string on_a_terminal(const strings &words) {
-    int terminal = -1;
-    const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (process == 0) {
-        std::vector<char *> arguments = {const_cast<char *>(NPRMCTL_PROGRAM)};
-        for (const std::string &word : words)
-            arguments.push_back(const_cast<char *>(word.c_str()));
-        arguments.push_back(nullptr);
-        execv(NPRMCTL_PROGRAM, arguments.data());
-        _exit(127);
-    }
-    if (process < 0) return {};
-    std::string text;
-    char part[4096];
-    for (ssize_t got; (got = read(terminal, part, sizeof part)) > 0;)  // ends with an error when the process has ended
-        text.append(part, static_cast<size_t>(got));
-    close(terminal);
-    int status = 0;
-    waitpid(process, &status, 0);
-    EXPECT_EQ(status, 0) << text;
-    return text;
-}
-
-bool has_terminals() {
-    int terminal = -1, other = -1;
-    if (openpty(&terminal, &other, nullptr, nullptr, nullptr) != 0) return false;
-    close(terminal);
-    close(other);
-    return true;
-}
-
 TEST_F(NprmctlFib, ShowsOnATerminalHowFarItIs) {
     if (!has_terminals()) GTEST_SKIP() << "this machine gives no pseudo-terminals";
     const std::string routes = file("routes", list_of(1, 30));
-    const std::string shown = on_a_terminal({"fib", "load", routes, "--batch", "10"});
+    const terminal_run load = run_on_terminal({"fib", "load", routes, "--batch", "10"});
+    EXPECT_EQ(load.status, 0) << load.shown;
+    const std::string &shown = load.shown;
     EXPECT_THAT(shown, StartsWith("\r10 of 30 routes, "));
     EXPECT_THAT(shown, testing::ContainsRegex("\r30 of 30 routes, [0-9,]+ a second\x1b\\[K\r\x1b\\[K"));
     EXPECT_THAT(shown, testing::ContainsRegex("30 routes applied, [0-9,]+ a second\r\n$"));
-    EXPECT_THAT(on_a_terminal({"fib", "load", routes, "--replace", "--json"}), StartsWith("{\r\n"));
+    EXPECT_THAT(run_on_terminal({"fib", "load", routes, "--replace", "--json"}).shown, StartsWith("{\r\n"));
 }
 
 TEST_F(NprmctlFib, MeasuresAndLeavesNothingBehind) {

@@ -136,6 +136,7 @@ int set_errorlog_mask(invocation &);
 int crash(invocation &);
 int config_read(invocation &);  // config_commands.cpp
 int config_ports(invocation &);
+int run_shell(invocation &);         // shell.cpp
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 
@@ -143,6 +144,8 @@ int print_help(invocation &);
 const command *find_command(const std::string &first, const std::string &second);
 // Every row with its arguments and summary.
 std::string overview();
+// What may stand behind these words, with which a word begins; empty when arguments may.
+std::vector<std::string> words_behind(std::vector<std::string> said, const std::string &begun);  // help.cpp
 // What to try when the words are no command.
 std::string nearest_commands(const std::string &first);
 

@@ -141,6 +141,7 @@ constexpr command rows[] = {
     {"config read", config_read, "[SELECTOR] [--input HEX] [--save FILE]", "read the card's configuration, field by field"},
     {"config ports", config_ports, "", "tell which interface has which port"},
     {"crash", crash, "[ARGUMENT] [--yes]", "have the card's server crash, for a dump; asks first"},
+    {"shell", run_shell, "[FILE] [--keep-going]", "run a command a line, typed or from FILE"},
     {"completion", print_completion, "bash", "print the completion for a shell"},
     {"help", print_help, "[COMMAND...]", "show all commands, or one in full"},
 };
