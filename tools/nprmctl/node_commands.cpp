@@ -1,7 +1,7 @@
 // sn, sng and sng-dist: service nodes, groups of them, and which hash index leads to which node.
 
 #include "service_objects.h"
-#include "stats_ids.h"
+#include "id_list.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "port_text.h"
 #include "server.h"
 #include "service_text.h"
-#include "stats_ids.h"
+#include "id_list.h"
 #include "simcard/nprm_simcard.h"
 
 #include <algorithm>

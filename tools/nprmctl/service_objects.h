@@ -124,8 +124,8 @@ struct addressed_arguments {
     }
 };
 
-constexpr const char *without_address = "an argument is not valid; the address may be 0";
-constexpr const char *wrong_secondary = "the secondary address is not valid; it may be the first one again";
+inline constexpr const char *without_address = "an argument is not valid; the address may be 0";
+inline constexpr const char *wrong_secondary = "the secondary address is not valid; it may be the first one again";
 
 template <class record>
 address_kind ip_kind(const record &of, uint32_t ipv4_flag) {

@@ -2,7 +2,7 @@
 
 #include "failure.h"
 #include "invocation.h"
-#include "stats_ids.h"
+#include "id_list.h"
 #include "stats_source.h"
 
 #include <algorithm>

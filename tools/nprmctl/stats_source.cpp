@@ -5,7 +5,7 @@
 #include "input_file.h"
 #include "invocation.h"
 #include "server.h"
-#include "stats_ids.h"
+#include "id_list.h"
 
 #include <cerrno>
 #include <cstdlib>

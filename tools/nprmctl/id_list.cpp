@@ -1,6 +1,6 @@
 // Numbered things as people name them.
 
-#include "stats_ids.h"
+#include "id_list.h"
 
 #include "text_input.h"
 

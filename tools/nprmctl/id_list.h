@@ -1,6 +1,6 @@
 // Entries of a table, and other numbered things, as people name them: "7", "0-99,200".
-#ifndef NPRMCTL_STATS_IDS_H
-#define NPRMCTL_STATS_IDS_H
+#ifndef NPRMCTL_ID_LIST_H
+#define NPRMCTL_ID_LIST_H
 
 #include <cstdint>
 #include <string>
