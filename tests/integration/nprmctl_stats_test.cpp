@@ -43,7 +43,7 @@ class NprmctlStats : public Nprmctl {
         shmdt(base);
     }
     static nprmctl_run refused(const strings &arguments, int status) {
-        const nprmctl_run run = run_nprmctl(arguments);
+        nprmctl_run run = run_nprmctl(arguments);
         EXPECT_EQ(run.status, status) << run.output;
         EXPECT_EQ(run.output, "");
         return run;
@@ -279,7 +279,7 @@ TEST_F(NprmctlStats, WatchesTheSegmentThatIsThereNow) {
     ASSERT_TRUE(watch.shows("reading 2, ")) << watch.shown();
     watch.during_a_pause([] {
         shmctl(shmget(0x838377, 0, 0), IPC_RMID, nullptr);
-        shmget(0x838377, segment_bytes, IPC_CREAT | 0666);
+        ASSERT_NE(shmget(0x838377, segment_bytes, IPC_CREAT | 0666), -1);
         set(table_14 + 5 * entry_bytes, 700, 900);
     });
     ASSERT_TRUE(watch.shows("1 counter moves")) << watch.shown();
