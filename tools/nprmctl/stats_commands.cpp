@@ -160,9 +160,9 @@ int stats_set(invocation &call) {
     call.notes("The entry's other counters are read and written as they were.\n");
     call.parse();
     const nprm_stats_table &row = stats_tbl_def[table];
-    if (entry >= row.entries || counter >= row.counters_per_entry)
+    if (entry >= row.entries || counter >= row.counters_used)
         throw usage_error("table " + std::to_string(table) + " has " + counted(row.entries, "entry", "entries") + " of " +
-                              counted(row.counters_per_entry, "counter", "counters"),
+                              counted(row.counters_used, "counter", "counters"),
                           "nprmctl stats tables");
     if (row.counters_per_entry > written_counters_max)
         throw usage_error("an entry of table " + std::to_string(table) + " has more counters than a request holds, " +
