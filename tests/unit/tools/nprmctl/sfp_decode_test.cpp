@@ -168,10 +168,10 @@ TEST(SfpMonitoring, MarksWhatTheModuleFlags) {
 
 TEST(SfpMonitoring, MarksByTheLimitsWhatAModuleWithoutFlagsMeasures) {
     memory image = {};
-    for (size_t quantity = 0; quantity < 4; ++quantity)  // received power has no limits: all zeros
+    for (size_t quantity = 0; quantity < 4; ++quantity)                              // received power has no limits: all zeros
         put(image, 8 * quantity, {0x00, 0x64, 0x00, 0x0A, 0x00, 0x50, 0x00, 0x14});  // alarms 100 and 10, warnings 80 and 20
-    put(image, 96, {0x00, 0x65, 0x00, 0x09, 0x00, 0x51, 0x00, 0x13, 0xFF, 0xFF});  // 101, 9, 81, 19, 65535
-    put(image, 112, {0x3F, 0xC0});                                                 // and what stands where flags would be
+    put(image, 96, {0x00, 0x65, 0x00, 0x09, 0x00, 0x51, 0x00, 0x13, 0xFF, 0xFF});    // 101, 9, 81, 19, 65535
+    put(image, 112, {0x3F, 0xC0});                                                   // and what stands where flags would be
     const auto readings = decode_monitoring(image, without_flags).readings;
     EXPECT_STREQ(mark_text(readings[sfp_temperature].mark), "HIGH ALARM");
     EXPECT_STREQ(mark_text(readings[sfp_voltage].mark), "LOW ALARM");
