@@ -58,6 +58,15 @@ bool handles_usr1(pid_t pid) {
     return false;
 }
 
+bool takes_message(const std::string &name, const std::string &text) {
+    const log_catcher caught(false);
+    // Not by ad_init_debug_lib(), which writes this process's environment or the ".cfg" file into the record that all share.
+    ad_set_special_log_path(name.c_str());
+    ad_errorlog_printf_special("nprmctl(%d)TEST:%s:%d-> %s\n", static_cast<int>(getpid()), "log_commands.cpp", __LINE__,
+                               text.c_str());
+    return caught.failures().empty();
+}
+
 }  // namespace
 
 int log_level(invocation &call) {
@@ -142,7 +151,7 @@ int log_reload(invocation &call) {
                       {}};
     if (kill(pid, SIGUSR1) != 0) throw failure{exit_refused, who + ": " + std::strerror(errno), {}, {}, {}, {}, {}};
     report done;
-    done.sentence(who + " reads its log configuration again\n");
+    done.sentence(who + " reads its log configuration again");
     done.fact("reloaded", nullptr, uint64_t{number});
     call.print(done);
     return exit_done;
@@ -155,15 +164,10 @@ int log_send(invocation &call) {
     call.parse();
     const std::string path = log_path(base);
     const std::string name = path.substr(0, path.rfind('.'));
-    const log_catcher caught(false);
-    // Not by ad_init_debug_lib(), which writes this process's environment or the ".cfg" file into the record that all share.
-    ad_set_special_log_path(name.c_str());
-    ad_errorlog_printf_special("nprmctl(%d)TEST:%s:%d-> %s\n", static_cast<int>(getpid()), "log_commands.cpp", __LINE__,
-                               text.c_str());
-    if (!caught.failures().empty())
+    if (!takes_message(name, text))
         throw failure{exit_refused, "no log daemon takes messages at " + path, "start one: ad_logd", {}, {}, {}, {}};
     report done;
-    done.sentence("the log daemon at " + path + " has the message\n");
+    done.sentence("the log daemon at " + path + " has the message");
     done.fact("socket", nullptr, path);
     call.print(done);
     return exit_done;
