@@ -50,8 +50,9 @@ struct command_line {
 };
 
 // A configuration file's line without a value comes as an empty text, or as "true", as if it were for a flag.
-const CLI::Validator a_value(
-    [](const std::string &text) { return text.empty() || text == "true" ? std::string("a value is missing") : std::string(); }, "");
+std::string objection_to_value(const std::string &text) {
+    return text.empty() || text == "true" ? "a value is missing" : "";
+}
 
 void add_socket_options(CLI::App &app, command_line &chosen) {
     app.add_option("--socket", chosen.daemon.path, "the log socket's path, to which \".UID\" is added")
@@ -73,8 +74,8 @@ void add_socket_options(CLI::App &app, command_line &chosen) {
 
 void add_sink_options(CLI::App &app, command_line &chosen) {
     app.add_flag("--stdout", chosen.daemon.to_stdout, "write to standard output; the default when nothing else is asked for");
-    app.add_option("--file", chosen.daemon.file, "write to a file")->type_name("PATH")->check(a_value);
-    app.add_option("--json", chosen.daemon.json_file, "write JSON lines to a file")->type_name("PATH")->check(a_value);
+    app.add_option("--file", chosen.daemon.file, "write to a file")->type_name("PATH")->check(objection_to_value);
+    app.add_option("--json", chosen.daemon.json_file, "write JSON lines to a file")->type_name("PATH")->check(objection_to_value);
     app.add_option("--size", chosen.daemon.file_bytes_max, "rotate a file before it grows beyond; 0: never")
         ->type_name("BYTES")
         ->transform(CLI::AsSizeValue(false))
@@ -85,7 +86,7 @@ void add_sink_options(CLI::App &app, command_line &chosen) {
         ->check(CLI::Range(0U, 1000U));
     app.add_option("--syslog", chosen.daemon.syslog, "send to a log system: a socket's path, or ADDRESS:PORT for TCP")
         ->type_name("WHERE")
-        ->check(a_value);
+        ->check(objection_to_value);
     app.add_option("--facility", chosen.daemon.facility, "the facility's number there")
         ->type_name("N")
         ->capture_default_str()
@@ -117,7 +118,7 @@ bool finish_options(command_line &chosen) {
 // Where standard input, output or error is closed, the next file or socket opened would get its number, and what is printed would
 // go there.  What takes the place refuses to be written to, so that lost records are counted.
 void keep_standard_descriptors() {
-    int opened = 0;
+    int opened = STDIN_FILENO;
     while (opened >= 0 && opened <= STDERR_FILENO)
         opened = open("/dev/null", O_RDONLY);
     if (opened > STDERR_FILENO) close(opened);
