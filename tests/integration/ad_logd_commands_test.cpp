@@ -219,6 +219,17 @@ TEST_F(AdLogdCommands, LeavesTheCommandLineWithClearErrorsWhenItIsAbsent) {
     }
 }
 
+TEST_F(AdLogdCommands, SteerTheSpecialLogThatIsNamedBesideSpecial) {
+    log_daemon_process daemon(files.path());
+    ASSERT_TRUE(daemon.is_listening());
+    const std::string special = files / "special";
+    EXPECT_EQ(run_nprmctl({"log", "level", "4", "--special", "--socket", special}).output, "level  4\n");
+    ad_debug_cfg *record = nullptr;
+    ASSERT_EQ(ad_get_ad_debug_cfg_p_no_create((special + "." + std::to_string(getuid())).c_str(), &record), 0);
+    EXPECT_EQ(record->level, 4);
+    ad_return_ad_debug_cfg_p(record);
+}
+
 TEST_F(AdLogdCommands, FollowSaysWhoMayFollowToWhoMayNot) {
     if (geteuid() != 0) GTEST_SKIP() << "needs the right to become another user";
     log_daemon_process daemon(files.path());

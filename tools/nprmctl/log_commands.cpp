@@ -77,7 +77,7 @@ int log_level(invocation &call) {
     call.flag("--special", special, special_help);
     call.text("--socket BASE", base, socket_help);
     call.parse();
-    shared_record record(special ? special_path() : log_path(base));
+    shared_record record(special ? special_path(base) : log_path(base));
     if (call.given("[N]")) record.set_level(static_cast<int32_t>(level));
     report now;
     now.fact("level", "level", level_cell(record.content().level));
@@ -96,7 +96,7 @@ int log_filter(invocation &call) {
     const bool client = side == "client";
     if (!client && side != "server") throw usage_error(in_quotes(side) + " is neither client nor server", usage_of(call.row()));
     const uint32_t wanted = call.given("[ADDRESS]") ? address_argument(call, address) : 0;
-    shared_record record(special ? special_path() : log_path(base));
+    shared_record record(special ? special_path(base) : log_path(base));
     if (call.given("[ADDRESS]")) client ? record.set_client(wanted) : record.set_server(wanted);
     const ad_debug_cfg content = record.content();
     report now;
@@ -112,7 +112,7 @@ int log_show(invocation &call) {
     call.flag("--special", special, special_help);
     call.text("--socket BASE", base, socket_help);
     call.parse();
-    const std::string path = special ? special_path() : log_path(base);
+    const std::string path = special ? special_path(base) : log_path(base);
     const shared_record record(path);
     const ad_debug_cfg content = record.content();
     char key[16];
