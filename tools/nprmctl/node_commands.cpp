@@ -142,6 +142,7 @@ class places {
     void send(const invocation &call, uint32_t action, const std::vector<uint32_t> &indexes, nprm_distribution_member member,
               const std::string &names) const {
         std::vector<nprm_distribution_group> groups;
+        groups.reserve(indexes.size());
         for (const uint32_t index : indexes)
             groups.push_back(place_in(group_, index));
         std::vector<nprm_distribution_member> members(indexes.size(), member);

@@ -50,7 +50,7 @@ answer read_record(record &into, const std::function<uint32_t(record &)> &operat
         record before;
         std::memset(static_cast<void *>(&before), mark, sizeof before);
         into = before;
-        const answer given = ask([&] { return operation(into); });
+        answer given = ask([&] { return operation(into); });
         if (given.code != NPRM_OK || std::memcmp(&into, &before, sizeof before) != 0) return given;
     }
     return {NPRM_ERROR, false, "The answer lacks the record."};
