@@ -204,7 +204,7 @@ TEST_F(Nprmctl, NeverTakesALostReplyForSuccess) {
 }
 
 TEST_F(Nprmctl, SaysHowFarALoadCameWhenTheCardIsKilled) {
-    fault({{"kind", "delay"}, {"count", 1000}, {"value", 60}});
+    fault({{"kind", "delay"}, {"count", 1000}, {"value", 400}});
     auto loading = std::async(std::launch::async, [] { return run_nprmctl({"tcam", "load", "new", example, "--json"}); });
     wait_for_requests(3);  // the list is made, the first message is answered, the second is not
     card.stop(SIGKILL);
