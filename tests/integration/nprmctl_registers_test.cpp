@@ -63,6 +63,7 @@ TEST(NprmctlRegShow, RefusesWhatIsNoRegister) {
         EXPECT_EQ(run.status, 2) << row.says;
         EXPECT_EQ(run.output, "") << row.says;
         EXPECT_THAT(run.errors, HasSubstr(row.says));
+        EXPECT_THAT(run.errors, HasSubstr("\n  try: nprmctl reg blocks lists the blocks"));
     }
 }
 

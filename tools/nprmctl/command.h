@@ -141,8 +141,10 @@ int print_help(invocation &);
 
 // The row of these words, null when there is none.
 const command *find_command(const std::string &first, const std::string &second);
-// Every row with its arguments and summary.
-std::string overview();
+// Every row's name and summary, or those of one family's rows alone; empty when there is no such family.
+std::string overview(const std::string &first = {});
+// The help of the commands that begin with this word; empty when there are none.
+std::string help_of_family(const std::string &first);
 // What to try when the words are no command.
 std::string nearest_commands(const std::string &first);
 

@@ -184,6 +184,7 @@ int print_help(invocation &call) {
     }
     words.resize(2);
     const command *row = find_command(words[0], words[1]);
+    if (const std::string family = help_of_family(words[0]); words[1].empty() && !family.empty()) throw help_wanted{family};
     if (row == nullptr)
         throw usage_error("there is no command " + in_quotes(words[0] + (words[1].empty() ? "" : " ") + words[1]),
                           nearest_commands(words[0]));
