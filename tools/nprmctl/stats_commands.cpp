@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cinttypes>
+#include <cstdio>
 
 namespace {
 
@@ -15,6 +17,13 @@ constexpr uint64_t zero_rows_max = 100'000;  // beyond that nobody looks at coun
 
 bool is_zero(const nprm_stats_counter &counter) {
     return counter.count[0] == 0 && counter.count[1] == 0;
+}
+
+// As the table of the shared segment's layout has it.
+std::string hex_text(uint64_t value) {
+    char text[24];
+    std::snprintf(text, sizeof text, "0x%" PRIX64, value);
+    return text;
 }
 
 std::array<uint32_t, NPRM_STATS_MONITOR_WORDS> monitor_words;
@@ -32,13 +41,16 @@ int stats_tables(invocation &call) {
                           {"entries", "entries"},
                           {"counters_per_entry", "counters"},
                           {"counters_used", "used"},
-                          {"np_base", "first NP counter"},
-                          {"offset", "offset in the segment"}});
+                          {"np_base", nullptr},
+                          {"offset", nullptr},
+                          {"np_base_hex", "first NP counter"},
+                          {"offset_hex", "offset in the segment"}});
     for (uint32_t table = 0; table <= last_table; ++table) {
         const nprm_stats_table &row = stats_tbl_def[table];
         const bool is_shared = table >= NPRM_STATS_FIRST_SHARED_TABLE;
         list.row({uint64_t{row.id}, uint64_t{row.entries}, uint64_t{row.counters_per_entry}, uint64_t{row.counters_used},
-                  uint64_t{row.np_base}, is_shared ? cell(uint64_t{row.shm_offset}) : cell()});
+                  uint64_t{row.np_base}, is_shared ? cell(uint64_t{row.shm_offset}) : cell(), hex_text(row.np_base),
+                  is_shared ? cell(hex_text(row.shm_offset)) : cell()});
     }
     call.print(list);
     return exit_done;
@@ -95,7 +107,12 @@ int stats_clear(invocation &call) {
         done.sentence(what == "all" ? "all statistics are cleared" : "the monitor statistics are cleared");
         done.fact("cleared", nullptr, what);
     } else {
-        const uint32_t table = number_argument("WHAT", what, 0, last_table);
+        const auto number = decimal<uint32_t>(what);
+        if (!number || *number > last_table)
+            throw usage_error(
+                "WHAT is " + in_quotes(what) + ", it must be monitor, all, or a table from 0 to " + std::to_string(last_table),
+                usage_of(call.row()));
+        const uint32_t table = *number;
         std::vector<uint32_t> ids = entries_of(call, table, ids_given);
         change_table(call, "the entries were not cleared", table, NPRM_STATS_CLEAR, ids);
         done.sentence("cleared " + counted(ids.size(), "entry", "entries") + " of table " + std::to_string(table));

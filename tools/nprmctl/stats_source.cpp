@@ -79,11 +79,11 @@ std::optional<std::string> saved_segment(const invocation &call, const std::stri
 stats_source::stats_source(const invocation &call, const std::optional<std::string> &file) : call_(call), file_(file.value_or("")) {
     if (!file) return;
     fd_ = open(file_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd_ < 0) throw unusable(file_ + ": " + std::strerror(errno));
+    if (fd_ < 0) throw unusable(file_ + " cannot be read: " + std::strerror(errno));
     struct stat about {};
     if (fstat(fd_, &about) == 0 && S_ISREG(about.st_mode) && about.st_size == NPRM_STATS_SEGMENT_BYTES) return;
     close(fd_);
-    throw unusable(file_ + ": no saved statistics segment, which is a file of " + grouped(NPRM_STATS_SEGMENT_BYTES) +
+    throw unusable(file_ + " is no saved statistics segment, which is a file of " + grouped(NPRM_STATS_SEGMENT_BYTES) +
                    " bytes; this one has " + grouped(static_cast<uint64_t>(about.st_size)));
 }
 
