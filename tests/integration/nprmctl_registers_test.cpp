@@ -74,6 +74,8 @@ TEST(NprmctlRegShow, SaysWhatWorksWithoutTheServer) {
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_THAT(run.errors, HasSubstr("\n  try: --offline shows the names without the server\n"));
+    EXPECT_THAT(run_nprmctl({"reg", "watch", "1", "--directory", nobody.path()}).errors,
+                HasSubstr("\n  try: start a card: nprm-simcard\n"));
 }
 
 TEST(NprmctlRegFind, FindsPartsOfNamesWhateverTheCase) {
