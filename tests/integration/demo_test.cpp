@@ -8,8 +8,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-
 TEST(Demo, ShowsEveryStepAndStopsCleanly) {
     use_private_ipc();
     const scratch_directory files;

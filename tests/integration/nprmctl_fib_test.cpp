@@ -182,7 +182,7 @@ TEST_F(NprmctlFib, SendsNothingOfAFileThatHasErrors) {
 
 TEST_F(NprmctlFib, TakesNoHarmFromLinesWithoutEndAndBytesThatAreNoText) {
     const std::string huge = file("huge", list_of(1, 1) + std::string(3000000, 'x') + "\n" + std::string(4097, '1') + "\n" +
-                                              std::string(4096, ' ') + "\n10.0.2.0/24 dev\0eth0\n");
+                                              std::string(4096, ' ') + std::string("\n10.0.2.0/24 dev\0eth0\n", 22));
     const std::string errors = refused({"fib", "load", huge}, 2);
     EXPECT_THAT(errors, HasSubstr(huge + ":2:4097: the line is longer than 4,096 bytes\n"));
     EXPECT_THAT(errors, HasSubstr(huge + ":3:4097: the line is longer than 4,096 bytes\n"));

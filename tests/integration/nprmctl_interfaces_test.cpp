@@ -13,7 +13,6 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 class NprmctlInterfaces : public Nprmctl {
   protected:

@@ -43,7 +43,7 @@ class NprmctlStats : public Nprmctl {
         shmdt(base);
     }
     static nprmctl_run refused(const strings &arguments, int status) {
-        const nprmctl_run run = run_nprmctl(arguments);
+        nprmctl_run run = run_nprmctl(arguments);
         EXPECT_EQ(run.status, status) << run.output;
         EXPECT_EQ(run.output, "");
         return run;
@@ -95,6 +95,44 @@ TEST_F(NprmctlStats, HasEntriesGivenOutUntilThereAreNoMore) {
     EXPECT_EQ(done_json({"stats", "alloc", "12", "2"}).at("ids"), "600-601");
     EXPECT_THAT(refused({"stats", "alloc", "7", "65"}, 1).errors,
                 StartsWith("nprmctl: no entries were given out: the server refuses it\n"));
+}
+
+TEST_F(NprmctlStats, GivesEntriesBackThatWereGivenOut) {
+    EXPECT_THAT(done({"stats", "alloc", "12", "3"}), HasSubstr("ids      0-2\n"));
+    EXPECT_EQ(done({"stats", "free", "12", "1-2"}), "gave 2 entries of table 12 back\n");
+    EXPECT_THAT(refused({"stats", "free", "12", "2"}, 1).errors, StartsWith("nprmctl: the entries were not given back"));
+    EXPECT_THAT(done({"stats", "alloc", "12", "3"}), HasSubstr("ids      1-3\n"));
+    EXPECT_THAT(refused({"stats", "free", "12"}, 2).errors, HasSubstr("usage: nprmctl stats free TABLE IDS\n"));
+}
+
+TEST_F(NprmctlStats, SetsOneCounterAndLeavesTheOthers) {
+    traffic(0, 0);
+    done({"stats", "set", "10", "3", "1", "1000", "64000"});
+    EXPECT_EQ(done({"stats", "set", "10", "3", "0", "18446744073709551615"}),
+              "counter 0 of entry 3 is 18,446,744,073,709,551,615 packets, 0 bytes\n");
+    const std::string shown =
+        "entry  counter               packets  bytes\n"
+        "    3        0  18446744073709551615      0\n"
+        "    3        1                  1000  64000\n";
+    EXPECT_EQ(done({"stats", "show", "10", "3", "--nonzero", "--clear"}), shown);
+    EXPECT_EQ(done({"stats", "show", "10", "3", "--nonzero"}), "all of these counters are zero\n");
+    done({"stats", "set", "1", "0", "6", "5"});  // a table of the server's own
+    EXPECT_EQ(done({"stats", "show", "1", "0", "--nonzero"}), "entry  counter  packets  bytes\n    0        6        5      0\n");
+    const std::pair<strings, const char *> wrong[] = {
+        {{"10", "256", "0", "1"}, "table 10 has 256 entries of 14 counters"},
+        {{"10", "0", "14", "1"}, "table 10 has 256 entries of 14 counters"},
+        {{"10", "0", "0", "1k"}, "\"1k\" is no count, which is a number below 2^64"},
+        {{"10", "0", "0", "1", "18446744073709551616"}, "\"18446744073709551616\" is no count"},
+        {{"16", "0", "0", "1"}, "an entry of table 16 has more counters than a request holds, 480"},
+    };
+    for (const auto &[words, why] : wrong) {
+        strings command = {"stats", "set"};
+        command.insert(command.end(), words.begin(), words.end());
+        EXPECT_THAT(refused(command, 2).errors, HasSubstr(why));
+    }
+    EXPECT_THAT(refused({"stats", "show", "10", "--clear", "--segment", "x"}, 2).errors,
+                HasSubstr("a saved segment stays as it is"));
+    EXPECT_THAT(refused({"stats", "clear", "17"}, 2).errors, HasSubstr("it must be all, monitor, or a table from 0 to 16\n"));
 }
 
 TEST_F(NprmctlStats, ReadsTheMonitorsWords) {
@@ -283,7 +321,7 @@ TEST_F(NprmctlStats, WatchesTheSegmentThatIsThereNow) {
     ASSERT_TRUE(watch.shows("reading 2, ")) << watch.shown();
     watch.during_a_pause([] {
         shmctl(shmget(0x838377, 0, 0), IPC_RMID, nullptr);
-        shmget(0x838377, segment_bytes, IPC_CREAT | 0666);
+        ASSERT_NE(shmget(0x838377, segment_bytes, IPC_CREAT | 0666), -1);
         set(table_14 + 5 * entry_bytes, 700, 900);
     });
     ASSERT_TRUE(watch.shows("1 counter moves")) << watch.shown();
@@ -300,7 +338,7 @@ TEST_F(NprmctlStats, RefusesWhatIsNotThere) {
     EXPECT_THAT(refused({"stats", "show", "14"}, 2).errors, HasSubstr("add --nonzero, or name fewer entries"));
     EXPECT_THAT(refused({"stats", "clear", "all", "3"}, 2).errors, HasSubstr("all has none"));
     EXPECT_THAT(refused({"stats", "clear", "17"}, 2).errors,
-                HasSubstr("WHAT is \"17\", it must be monitor, all, or a table from 0 to 16\n  usage: nprmctl stats clear TABLE"));
+                HasSubstr("WHAT is \"17\", it must be all, monitor, or a table from 0 to 16\n  usage: nprmctl stats clear TABLE"));
     EXPECT_THAT(refused({"stats", "save", files.path() + "/no/file"}, 2).errors,
                 HasSubstr("/no/file cannot be written: No such file or directory"));
     for (const char *command : {"show", "export"})

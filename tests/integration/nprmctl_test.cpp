@@ -137,10 +137,11 @@ TEST_F(Nprmctl, ListsTheErrorsOfAFileAndSendsNothing) {
         const nprmctl_run run = run_nprmctl(command);
         EXPECT_EQ(run.status, 2);
         EXPECT_EQ(run.output, "");
-        EXPECT_EQ(run.errors,
-                  bad + ":2:1: \"allow\" is no action: permit, deny or count\n    allow tcp any any\n    ^\n" + bad +
-                      ":3:19: \"70000\" is no port: 0 to 65535\n    permit tcp any eq 70000 any\n                      ^\n" +
-                      "nprmctl: " + bad + " has 2 errors, nothing was sent\n");
+        std::string expected = bad;
+        expected.append(":2:1: \"allow\" is no action: permit, deny or count\n    allow tcp any any\n    ^\n");
+        expected.append(bad).append(":3:19: \"70000\" is no port: 0 to 65535\n    permit tcp any eq 70000 any\n");
+        expected.append("                      ^\nnprmctl: ").append(bad).append(" has 2 errors, nothing was sent\n");
+        EXPECT_EQ(run.errors, expected);
     }
     EXPECT_EQ(requests(), before);
     const auto error = run_nprmctl({"tcam", "load", "new", bad, "--json"}).json().at("error");

@@ -237,7 +237,7 @@ TEST_F(Simcard, StopsOnSigtermWhileItHoldsRepliesBack) {
     card.control({{"command", "fault"}, {"kind", "delay"}, {"value", 600000}, {"count", 10}});
     for (uint32_t i = 0; i < 10; ++i)
         EXPECT_TRUE(client.send(request_frame(i, tcam_head(2))));
-    while (card.control({{"command", "status"}})["faults"].size() > 0)
+    while (!card.control({{"command", "status"}})["faults"].empty())
         continue;
     EXPECT_EQ(card.stop(), 0);
     EXPECT_TRUE(client.receive().empty());

@@ -29,7 +29,7 @@ error_log::~error_log() {
 std::vector<std::string> error_log::texts() {
     std::vector<std::string> found;
     char datagram[4096];
-    for (ssize_t bytes = 0; (bytes = recv(socket_, datagram, sizeof datagram, MSG_DONTWAIT)) > 0;)
+    while (recv(socket_, datagram, sizeof datagram, MSG_DONTWAIT) > 0)
         found.emplace_back(datagram);
     return found;
 }

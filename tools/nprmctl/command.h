@@ -110,6 +110,8 @@ int stats_tables(invocation &);    // stats_commands.cpp
 int stats_show(invocation &);
 int stats_clear(invocation &);
 int stats_alloc(invocation &);
+int stats_free(invocation &);
+int stats_set(invocation &);
 int stats_monitor(invocation &);
 int stats_watch(invocation &);   // stats_watch.cpp
 int stats_export(invocation &);  // stats_export.cpp
@@ -136,6 +138,7 @@ int set_errorlog_mask(invocation &);
 int crash(invocation &);
 int config_read(invocation &);  // config_commands.cpp
 int config_ports(invocation &);
+int run_shell(invocation &);         // shell.cpp
 int print_completion(invocation &);  // help.cpp
 int print_help(invocation &);
 
@@ -145,6 +148,8 @@ const command *find_command(const std::string &first, const std::string &second)
 std::string overview(const std::string &first = {});
 // The help of the commands that begin with this word; empty when there are none.
 std::string help_of_family(const std::string &first);
+// What may stand behind these words, with which a word begins; empty when arguments may.
+std::vector<std::string> words_behind(std::vector<std::string> said, const std::string &begun);  // help.cpp
 // What to try when the words are no command.
 std::string nearest_commands(const std::string &first);
 

@@ -6,6 +6,7 @@
 #include "api/wire/nprm_message.h"
 #include "simcard/nprm_simcard.h"
 
+#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
@@ -157,6 +158,26 @@ void print_all(const invocation &call) {
 }
 
 }  // namespace
+
+std::vector<std::string> words_behind(std::vector<std::string> said, const std::string &begun) {
+    if (!said.empty() && said[0] == "help") said.erase(said.begin());
+    const auto listed = [](const std::string &text) {
+        std::istringstream words(text);
+        return std::vector<std::string>{std::istream_iterator<std::string>(words), {}};
+    };
+    const std::map<std::string, std::string> seconds = second_words();
+    std::vector<std::string> words;
+    if (said.empty()) {
+        for (const auto &[first, others] : seconds)
+            words.push_back(first);
+    } else if (begun.starts_with("-")) {
+        const command *row = find_command(said[0], said.size() > 1 ? said[1] : "");
+        if (row != nullptr) words = listed(options_of(*row) + globals);
+    } else if (said.size() == 1 && seconds.contains(said[0])) {
+        words = listed(seconds.at(said[0]));
+    }
+    return words;
+}
 
 int print_completion(invocation &call) {
     std::string shell;

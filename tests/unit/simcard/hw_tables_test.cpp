@@ -28,7 +28,7 @@ class HwTables : public testing::Test, protected np_under_test {
         EXPECT_NE((text + "\n").find(std::string(line) + "\n"), std::string::npos) << line << text;
     }
 
-    void send(uint32_t component, message bytes) { ASSERT_EQ(get32(ask(component, bytes), 8), 0U); }
+    void send(uint32_t component, const message &bytes) { ASSERT_EQ(get32(ask(component, bytes), 8), 0U); }
 
     // An IPv4 address as a host-order integer, as service objects have it.
     void add_node(uint32_t id, uint32_t address) {

@@ -115,7 +115,7 @@ TEST_F(Blob, PrintsToTextAndEchoToo) {
     add(15, 2, {9, 8, 7, 6, 5});
     const std::string expected = printed(21, 1, {9, 8, 7, 6, 5}) + printed(15, 2, {9, 8, 7, 6, 5});
     std::vector<char> text(2 * NPRM_ENTRY_TEXT_BYTES_MAX);
-    std::strcpy(text.data(), "kept");
+    std::memcpy(text.data(), "kept", 5);
     const std::string echoed = stdout_of([&] { EXPECT_EQ(nprm_decode_config_to_file(nullptr, 1, text.data(), words()), 0); });
     EXPECT_EQ(text.data(), "kept" + expected);
     EXPECT_EQ(echoed, expected + "\n");

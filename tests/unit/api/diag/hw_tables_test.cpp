@@ -190,7 +190,7 @@ TEST_F(HwTables, NoEntriesAreASuccessWithABuffer) {
     uint8_t *entries = untouched;
     EXPECT_EQ(get_hw_table_data(&info, &entries), 0u);
     EXPECT_EQ(info.num_entries, 0u);
-    EXPECT_NE(entries, untouched);
+    ASSERT_NE(entries, untouched);
     free(entries);
 }
 

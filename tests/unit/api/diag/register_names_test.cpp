@@ -13,6 +13,7 @@ namespace {
 
 std::vector<std::string> complete_file() {
     std::vector<std::string> lines;
+    lines.reserve(1970);
     for (int i = 0; i < 1970; ++i)
         lines.push_back(std::to_string(i) + " EZreg_NPA_UNIT_" + std::to_string(i));
     return lines;

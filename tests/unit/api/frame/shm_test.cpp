@@ -90,7 +90,7 @@ TEST_F(Segment, MissingWithoutTheCreateFlagGivesNullAndTheIdsMessage) {
 }
 
 TEST_F(Segment, TooSmallForTheUnitsIsRefused) {
-    shmget(0x50524D00, 16, IPC_CREAT | 0666);
+    ASSERT_NE(shmget(0x50524D00, 16, IPC_CREAT | 0666), -1);
     const uint32_t sizes[] = {16, 1};
     const void *base = &base;
     const std::string log = stderr_of([&] { base = nprm_shm_init(0, 2, sizes, 1); });
@@ -175,7 +175,7 @@ TEST_F(Segment, RemovedAndMadeAgainIsAttachedAnew) {
 TEST_F(Segment, ThatCannotBeMappedIsReportedWithErrno) {
     // More address space than the process may have: shmget succeeds, shmat does not.
     const uint32_t sizes[] = {0x10000000};
-    shmget(0x50524D00, 0x10000000, IPC_CREAT | 0666);
+    ASSERT_NE(shmget(0x50524D00, 0x10000000, IPC_CREAT | 0666), -1);
     rlimit before{};
     getrlimit(RLIMIT_AS, &before);
     const rlimit small{1, before.rlim_max};

@@ -2,6 +2,7 @@
 
 #include "api/frame/transport.h"
 
+#include <array>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -133,9 +134,9 @@ TEST_F(Preparation, RefusesWith7WithoutAStatusWord) {
 }
 
 TEST_F(Preparation, RefusesWith4WhenAllElevenBuffersAreTaken) {
-    std::vector<void *> taken;
-    for (int i = 0; i < 11; ++i)
-        taken.push_back(nprm_prep_ipc_msg(1, 1));
+    std::array<void *, 11> taken;
+    for (void *&buffer : taken)
+        buffer = nprm_prep_ipc_msg(1, 1);
     EXPECT_NE(taken.back(), nullptr);
     const std::string log = stderr_of([] {
         EXPECT_EQ(nprm_prep_ipc_msg(1, 1), nullptr);

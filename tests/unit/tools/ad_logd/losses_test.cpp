@@ -36,7 +36,7 @@ std::string rest_of(sink &out, int reads) {
     const bool has_said_all = wait_until([&] {
         char bytes[8192];
         for (ssize_t came; (came = read(reads, bytes, sizeof bytes)) > 0;)
-            tail = (tail + std::string(bytes, static_cast<size_t>(came))).substr(tail.size() > 400 ? tail.size() - 400 : 0);
+            tail.append(bytes, static_cast<size_t>(came)).erase(0, tail.size() > 400 ? tail.size() - 400 : 0);
         out.flush();
         return !out.is_waiting();
     });

@@ -20,6 +20,7 @@ std::vector<std::string> errors_of(const std::string &text) {
     std::vector<text_error> errors;
     parse_policy_entries(text, errors);
     std::vector<std::string> found;
+    found.reserve(errors.size());
     for (const text_error &error : errors)
         found.push_back(std::to_string(error.line) + ":" + std::to_string(error.column) + " " + error.message);
     return found;
