@@ -346,6 +346,18 @@ TEST_F(NprmctlStats, RefusesWhatIsNotThere) {
                     HasSubstr("/no cannot be read: No such file or directory"));
 }
 
+TEST_F(NprmctlStats, SayOfAChangeWithoutAnswerThatItMayBeMade) {
+    const auto errors_without_answer = [this](const strings &command) {
+        fault({{"kind", "truncate"}, {"value", 3}});
+        return refused(command, 1).errors;
+    };
+    for (const strings &command : {strings{"stats", "clear", "all"}, strings{"stats", "clear", "6"},
+                                   strings{"stats", "alloc", "12", "1"}, strings{"stats", "free", "12", "0"}})
+        EXPECT_THAT(errors_without_answer(command),
+                    HasSubstr("no usable answer came; whether the card has done it is not known\n"));
+    EXPECT_EQ(errors_without_answer({"stats", "monitor"}).find("whether"), std::string::npos);
+}
+
 TEST_F(NprmctlStats, TellWhyNoAnswerCameAsTheOtherCommandsDo) {
     card.stop(SIGKILL);
     for (const strings &command :

@@ -200,7 +200,7 @@ int stats_set(invocation &call) {
 
 int stats_monitor(invocation &call) {
     call.parse();
-    change_statistics(call, "the monitor statistics were not read", read_monitor);
+    read_statistics(call, "the monitor statistics were not read", read_monitor);
     report list;
     list.table("words", {{"word", "word"}, {"value", "value"}});
     for (uint32_t word = 0; word < NPRM_STATS_MONITOR_WORDS; ++word)
