@@ -120,7 +120,7 @@ std::string hex_dump(const memory_bytes &bytes) {
     std::string text;
     for (size_t row = 0; row < bytes.size(); row += 16) {
         char part[16];
-        std::snprintf(part, sizeof part, "%02zx ", row);
+        std::snprintf(part, sizeof part, "%02x ", static_cast<unsigned>(row));
         text += part;
         for (size_t i = row; i < row + 16; ++i) {
             std::snprintf(part, sizeof part, " %02x", bytes[i]);
