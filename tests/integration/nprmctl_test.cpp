@@ -222,6 +222,15 @@ TEST_F(Nprmctl, SaysHowFarALoadCameWhenTheCardIsKilled) {
     EXPECT_THAT(after.errors, HasSubstr("start a card: nprm-simcard"));
 }
 
+TEST_F(Nprmctl, TellsARefusalOfTheStatusFromNoAnswer) {
+    fault({{"kind", "result"}, {"value", 3}});
+    EXPECT_THAT(run_nprmctl({"status"}).errors,
+                StartsWith("nprmctl: the server is ready, but refuses to tell how much room is left: NPRM_ERROR_PARAM (3)"));
+    fault({{"kind", "truncate"}, {"value", 3}});
+    EXPECT_THAT(run_nprmctl({"status"}).errors,
+                StartsWith("nprmctl: the status word says ready, but the server does not answer: "));
+}
+
 TEST_F(Nprmctl, TakesAYesWithoutTheEntriesBehindItForAFailure) {
     card.stop();
     const card_process yes_sayer(directory.path(), {"--acknowledge-only", "--remove-segments"});
