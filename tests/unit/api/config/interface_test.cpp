@@ -258,6 +258,15 @@ TEST_F(Fib, ARefusedMessageEndsTheCall) {
     EXPECT_EQ(all.prefix[0].u8_0, 0x18);
 }
 
+TEST_F(Fib, AServerThatIsNotReadyAnyMoreEndsTheCall) {
+    routes all(1873);
+    ruv.answers.push_back({0, filled(3, 14, 0xA1, 1872), [&] { set_status(0); }});
+    stderr_of([&] { EXPECT_EQ(send(all), 7u); });
+    EXPECT_EQ(ruv.sends.size(), 1u);
+    EXPECT_EQ(all.prefix[1871].u8_0, 0xA1);
+    EXPECT_EQ(all.prefix[1872].u8_0, 0x18);
+}
+
 TEST_F(Fib, ReturnsTheCodesOfAllWhoMayRefuse) {
     routes all(1);
     expect_codes({"fib", 3, 14, [&] { return send(all); }}, [&] { return all.prefix[0].u8_0 == 0x18; });

@@ -102,6 +102,20 @@ TEST_F(Bulk, TheFirstCodeThatIsNot0OfAllRecordsEndsTheCall) {
     }
 }
 
+TEST_F(Bulk, StopWhenTheServerIsNotReadyAnyMoreAndKeepWhatWasRead) {
+    for (const bulk &each : all) {
+        const std::span<uint8_t> read = each.read();
+        std::fill(read.begin(), read.end(), uint8_t{0x5A});
+        ruv.sends.clear();
+        set_status(1);
+        ruv.answers.push_back({0, filled(each.component, each.operation, 0xA1, each.units_max), [&] { set_status(0); }});
+        stderr_of([&] { EXPECT_EQ(each.call(1, each.units_max + 1), 7u) << each.name; });
+        EXPECT_EQ(ruv.sends.size(), 1u) << each.name;
+        EXPECT_EQ(read[each.element_bytes * (each.units_max - 1)], 0xA1) << each.name;
+        EXPECT_EQ(read[each.element_bytes * each.units_max], 0x5A) << each.name;
+    }
+}
+
 TEST_F(Bulk, ReturnTheCodesOfAllWhoMayRefuse) {
     for (const bulk &each : all) {
         const std::span<uint8_t> read = each.read();
