@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -94,8 +95,20 @@ void log_line::append_hexadecimal(unsigned number, int digits_min) {
 
 bool log_line::append_formatted(const char *format, va_list arguments) {
     const size_t room = name_bytes_ + AD_ERRORLOG_TEXT_BYTES_MAX - bytes_;
-    if (vsnprintf(text_ + bytes_, room + 1, format, arguments) < 0) return false;
+    const int text_bytes = vsnprintf(text_ + bytes_, room + 1, format, arguments);
+    if (text_bytes < 0) return false;
+    is_cut_ = static_cast<size_t>(text_bytes) > room;
+    origin_bytes_ = bytes_ - name_bytes_;
     bytes_ += strlen(text_ + bytes_);
+    return true;
+}
+
+bool log_line::send_whole_to_system_log(const char *format, va_list arguments) const {
+    char *text = nullptr;
+    if (vasprintf(&text, format, arguments) < 0) return false;
+    ny_syslog(AD_SYSLOG_PRIORITY, now(ad_debug_module_id), 0, AD_SYSLOG_MESSAGE_NUMBER, "%.*s%s", static_cast<int>(origin_bytes_),
+              text_ + name_bytes_, text);
+    free(text);
     return true;
 }
 
@@ -114,7 +127,7 @@ void ad_debug_print_impl(int level, const char *tag, const char *file, int line,
     const errno_kept keep;
     const ad_debug_cfg *record = record_or_environment();
     if (record == nullptr) return;
-    const log_route route = route_of(level, *record);
+    log_route route = route_of(level, *record);
     if (route.leads_nowhere()) return;
 
     log_line message;
@@ -124,5 +137,11 @@ void ad_debug_print_impl(int level, const char *tag, const char *file, int line,
     va_start(arguments, format);
     const bool formatted = message.append_formatted(format, arguments);
     va_end(arguments);
-    if (formatted) message.send(route);
+    if (!formatted) return;
+    if (route.system_log && message.is_cut()) {
+        va_start(arguments, format);
+        route.system_log = !message.send_whole_to_system_log(format, arguments);
+        va_end(arguments);
+    }
+    message.send(route);
 }
