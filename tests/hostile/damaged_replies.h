@@ -23,7 +23,7 @@ class damaged_replies : public testing::TestWithParam<row> {
 
     void SetUp() override {
         use_private_ipc();
-        card.emplace(directory.path());
+        card.emplace(directory.path(), std::vector<std::string>{"--traffic", "frozen"});  // which reads of measurements agree with
         ASSERT_TRUE(card->is_listening()) << card->output();
         ASSERT_EQ(nprm_ipc_register_client(), 1U);
         nprm_syslog_flag = 0;

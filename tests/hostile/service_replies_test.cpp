@@ -1,4 +1,5 @@
-// Damaged replies to reads of services: what is written lies inside the caller's records, and the next read is whole again.
+// Damaged replies to reads of services, ports and modules: writes stay inside the caller's records, and the next read is whole
+// again.
 
 #include <cstring>
 #include <functional>
@@ -50,6 +51,15 @@ const service_read reads[] = {
      [](uint8_t *into) { return nprm_scg_op(1, 4, reinterpret_cast<nprm_service_context_group *>(into)); }},
     {"wccp", "WCCP", 3, 33, 33, 128,
      [](uint8_t *into) { return nprm_wccp_op(1, 3, ids, reinterpret_cast<nprm_wccp_entry *>(into)); }},
+    {"MTU", "MAC", 1, 4, 4, 20, [](uint8_t *into) { return nprm_mac_if_get_mtu(1, reinterpret_cast<uint32_t *>(into)); }},
+    {"MAC address", "MAC", 1, 6, 6, 22, [](uint8_t *into) { return nprm_mac_if_get_macaddr(1, into); }},
+    {"counters", "MAC", 1, 176, 176, 192,
+     [](uint8_t *into) { return nprm_mac_if_get_counters(1, reinterpret_cast<uint32_t *>(into), 0); }},
+    // A module has 256 bytes, however many are asked for.
+    {"identification", "MAC", 1, 256, 256, 276, [](uint8_t *into) { return nprm_sfp_read_msa_all(1, into, 256); }},
+    {"monitoring", "MAC", 1, 256, 256, 276, [](uint8_t *into) { return nprm_sfp_read_dom_all(1, into, 256); }},
+    {"ten bytes of monitoring", "MAC", 1, 10, 10, 276, [](uint8_t *into) { return nprm_sfp_read_dom_all(1, into, 10); }},
+    {"more than a module has", "MAC", 1, 4000, 256, 276, [](uint8_t *into) { return nprm_sfp_read_msa_all(1, into, 0xFFFFFFFF); }},
 };
 
 class ServiceReplies : public damaged_replies<service_read> {

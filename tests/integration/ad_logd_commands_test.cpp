@@ -117,22 +117,26 @@ TEST_F(AdLogdCommands, IsFollowedInColoursOnATerminal) {
 }
 
 TEST_F(AdLogdCommands, IsSentAMessageThatLeavesTheSharedRecordAsItIs) {
-    log_daemon_process daemon(files.path(), {"--file", file()});
+    log_daemon_process daemon(files.path(), {"--file", file(), "--no-fold"});
     ad_debug_cfg *record = nullptr;
     ASSERT_EQ(ad_get_ad_debug_cfg_p_no_create(daemon.socket_path().c_str(), &record), 0);
     *record = {4, 0x0100000A, 0x0200000A, {}};
     const scratch_variable level("DEBUG_LEVEL", "1"), server("DEBUG_SERVER_IP", "10.9.9.9");
     for (const char *configuration : {"", "debug_level=2 debug_client_ip=10.8.8.8"}) {
         if (*configuration != '\0') std::ofstream(daemon.socket_path() + ".cfg") << configuration;
-        EXPECT_EQ(run_nprmctl({"log", "send", "hello", "--socket", daemon.base()}).status, 0);
+        const nprmctl_run sent = run_nprmctl({"log", "send", "hello", "--socket", daemon.base()});
+        EXPECT_EQ(sent.status, 0);
+        EXPECT_EQ(sent.output, "the log daemon at " + daemon.socket_path() + " has the message\n");
         EXPECT_EQ(record->level, 4);
         EXPECT_EQ(record->client_ip, 0x0100000AU);
         EXPECT_EQ(record->server_ip, 0x0200000AU);
     }
     ad_return_ad_debug_cfg_p(record);
+    const nprmctl_run as_json = run_nprmctl({"log", "send", "hello", "--json", "--socket", daemon.base()});
+    EXPECT_EQ(as_json.output, "{\n  \"socket\": \"" + daemon.socket_path() + "\"\n}\n");
     daemon.stop();
-    const strings lines = lines_of(file(), 2);
-    ASSERT_EQ(lines.size(), 2U) << content_of(file());
+    const strings lines = lines_of(file(), 3);
+    ASSERT_EQ(lines.size(), 3U) << content_of(file());
     for (const std::string &line : lines)
         EXPECT_TRUE(line.ends_with("-> hello")) << line;
 }
@@ -215,6 +219,38 @@ TEST_F(AdLogdCommands, LeavesTheCommandLineWithClearErrorsWhenItIsAbsent) {
     }
 }
 
+TEST_F(AdLogdCommands, SteerTheSpecialLogThatIsNamedBesideSpecial) {
+    log_daemon_process daemon(files.path());
+    ASSERT_TRUE(daemon.is_listening());
+    const std::string special = files / "special";
+    EXPECT_EQ(run_nprmctl({"log", "level", "4", "--special", "--socket", special}).output, "level  4\n");
+    ad_debug_cfg *record = nullptr;
+    ASSERT_EQ(ad_get_ad_debug_cfg_p_no_create((special + "." + std::to_string(getuid())).c_str(), &record), 0);
+    EXPECT_EQ(record->level, 4);
+    ad_return_ad_debug_cfg_p(record);
+}
+
+TEST_F(AdLogdCommands, FollowSaysWhoMayFollowToWhoMayNot) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs the right to become another user";
+    log_daemon_process daemon(files.path());
+    ASSERT_TRUE(daemon.is_listening());
+    fs::permissions(files.path(), fs::perms::owner_all | fs::perms::others_exec);
+    const std::string told = files / "told";
+    const pid_t child = fork();
+    if (child == 0) {
+        const int to = open(told.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        dup2(to, STDERR_FILENO);
+        if (setuid(12345) != 0) _exit(99);
+        execl(NPRMCTL_PROGRAM, "nprmctl", "log", "follow", "--socket", daemon.base().c_str(), nullptr);
+        _exit(99);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_EQ(content_of(told), "nprmctl: " + daemon.socket_path() +
+                                    ".follow: Permission denied\n  try: as the user of the log daemon, or as root\n");
+}
+
 TEST_F(AdLogdCommands, ReloadSparesAProcessThatWouldDieOfTheSignal) {
     signal(SIGUSR1, SIG_DFL);
     const pid_t child = fork();
@@ -244,7 +280,9 @@ TEST_F(AdLogdCommands, ReloadHasAProcessReadItsFileAgain) {
     }
     ASSERT_TRUE(wait_until([this] { return content_of(file()).ends_with(": level 1\n"); }));
     std::ofstream(daemon.socket_path() + ".cfg") << "debug_level=3\n";
-    EXPECT_EQ(run_nprmctl({"log", "reload", std::to_string(host)}).status, 0);
+    const nprmctl_run reload = run_nprmctl({"log", "reload", std::to_string(host)});
+    EXPECT_EQ(reload.status, 0);
+    EXPECT_EQ(reload.output, "process " + std::to_string(host) + " reads its log configuration again\n");
     int status = -1;
     waitpid(host, &status, 0);
     EXPECT_EQ(status, 0);

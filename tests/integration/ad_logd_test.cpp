@@ -144,13 +144,45 @@ TEST_F(AdLogd, TakesOptionsFromAFileAndSaysWhatIsWrongInThem) {
         send_raw(daemon.socket_path(), datagram_of("same"));
         EXPECT_EQ(lines_of(file(), 2).size(), 2U);
     }
-    std::ofstream(files / "wrong") << "no-such-option = 1\n";
-    for (const strings &options : {strings{"--config", files / "wrong"}, strings{"--config", files / "missing"},
-                                   strings{"--mode", "9"}, strings{"--rate", "many"}, strings{"--facility", "24"}}) {
-        log_daemon_process daemon(files.path(), options);
-        EXPECT_EQ(daemon.wait_for_end(), 2) << options[1];
-        EXPECT_NE(daemon.output(), "");
+    const struct {
+        const char *option, *value, *line, *says;
+    } rows[] = {{"--config", "wrong", "fil = /x", "/wrong: INI was not able to parse fil\nIts options are those of --help"},
+                {"--config", "wrong", "file =", "--file: a value is missing"},
+                {"--config", "wrong", "file", "--file: a value is missing"},
+                {"--config", "wrong", "syslog", "--syslog: a value is missing"},
+                {"--config", "wrong", "json = \"\"", "--json: a value is missing"},
+                {"--config", "missing", "", "missing was not readable"},
+                {"--mode", "9", "", "--mode: \"9\" is no mode such as 0660"},
+                {"--rate", "many", "", "--rate = many"},
+                {"--facility", "24", "", "not in range 0 to 23"}};
+    for (const auto &row : rows) {
+        std::ofstream(files / "wrong") << row.line << "\n";
+        const bool is_file = std::string(row.option) == "--config";
+        log_daemon_process daemon(files.path(), {row.option, is_file ? files / row.value : row.value});
+        EXPECT_FALSE(daemon.is_listening()) << row.says;
+        if (daemon.is_listening()) continue;
+        EXPECT_EQ(daemon.wait_for_end(), 2) << row.says;
+        EXPECT_THAT(daemon.output(), HasSubstr(row.says));
     }
+}
+
+TEST_F(AdLogd, WritesNothingOfItsOwnIntoItsFilesWhenItIsStartedWithoutStandardDescriptors) {
+    {
+        log_daemon_process daemon(files.path(), {"--no-special", "--file", file()},
+                                  [] { close_range(STDIN_FILENO, STDERR_FILENO, 0); });
+        ASSERT_TRUE(daemon.is_listening());
+        send_raw(daemon.socket_path(), datagram_of("one"));
+        EXPECT_EQ(lines_of(file(), 1).size(), 1U);
+        EXPECT_EQ(daemon.stop(), 0);  // says its counts
+    }
+    EXPECT_EQ(lines_of(file(), 1).size(), 1U);
+
+    log_daemon_process daemon(files.path(), {}, [] { close_range(STDIN_FILENO, STDOUT_FILENO, 0); });
+    ASSERT_TRUE(daemon.is_listening());
+    send_raw(daemon.socket_path(), datagram_of("two"));
+    EXPECT_EQ(daemon.stop(), 0);
+    EXPECT_THAT(daemon.output(), HasSubstr("received 1, malformed 0, lost 1,"));
+    EXPECT_EQ(content_of(daemon.socket_path() + ".lock"), "");
 }
 
 std::string message_from(int fd) {

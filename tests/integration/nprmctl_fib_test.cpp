@@ -1,6 +1,7 @@
 // nprmctl fib beside a real card: routes in and out, files of routes, and exactly what was applied when loading ends early.
 
 #include "nprmctl_fixture.h"
+#include "terminal.h"
 
 #include <csignal>
 
@@ -131,6 +132,28 @@ TEST_F(NprmctlFib, LoadsWhatIpRoutePrints) {
     EXPECT_EQ(look_up("2001:db8::1").at("uidb"), 9);
 }
 
+TEST_F(NprmctlFib, GoesOnBehindARouteOfSeveralLines) {
+    done({"fib", "add", "10.2.0.0/16", "02:00:00:00:00:01", "9"});
+    const std::string routes = file("routes",
+                                    "default proto static\n\tnexthop via 192.0.2.1 dev eth0\n\tnexthop via 192.0.2.2 dev eth1\n"
+                                    "default via 192.0.2.2 dev eth1 metric 9\n10.2.0.0/16 dev eth1\n10.3.0.0/16 dev eth1\n");
+    const std::string names = file("names", "eth0 02:00:00:00:00:01 1\n");
+    const strings given = {"--nexthops", names, "--mac", "02:00:00:00:00:02", "--uidb", "2"};
+    const std::string again =
+        "nprmctl fib load " + routes + " --nexthops " + names + " --mac 02:00:00:00:00:02 --uidb 2 --first-line 3";
+    strings words = {"fib", "load", routes};
+    words.insert(words.end(), given.begin(), given.end());
+    words.insert(words.end(), {"--batch", "1"});
+    EXPECT_THAT(refused(words), EndsWith("\n  try: " + again + " --replace takes prefixes that are there\n"));
+    words.insert(words.end(), {"--first-line", "3", "--replace"});
+    EXPECT_THAT(done(words), StartsWith("2 routes applied, "));
+    EXPECT_EQ(look_up("8.8.8.8").at("uidb"), 1);
+    EXPECT_EQ(look_up("10.2.0.1").at("uidb"), 2);
+    EXPECT_THAT(
+        done({"fib", "load", routes, "--mac", "02:00:00:00:00:02", "--uidb", "2", "--dry-run"}),
+        StartsWith("3 routes would go out in 1 message of 113 bytes together, in this order; 2 lines left out; nothing was sent"));
+}
+
 TEST_F(NprmctlFib, LoadsMoreThanAMessageHoldsAndTellsItBefore) {
     const nprmctl_run generated = run_nprmctl({"fib", "generate", "--ipv4", "4000", "--ipv6", "1000", "--seed", "9"});
     ASSERT_EQ(generated.status, 0);
@@ -250,6 +273,32 @@ TEST_F(NprmctlFib, TakesNoDamagedAnswerForASuccess) {
     fault({{"kind", "truncate"}, {"value", 12}});
     EXPECT_EQ(run_nprmctl({"fib", "lookup", "10.0.1.1"}).status, 1);
     done({"fib", "load", routes, "--replace"});
+}
+
+TEST_F(NprmctlFib, GivesNoAdviceForAWrongLineWhenNobodyAnswers) {
+    fault({{"kind", "exit"}});
+    const std::string routes = file("routes", list_of(1, 3));
+    refused({"fib", "load", routes});
+    const std::string errors = refused({"fib", "load", routes});
+    EXPECT_THAT(errors, HasSubstr("nobody answers in " + directory.path()));
+    EXPECT_THAT(errors, testing::Not(HasSubstr("finds the line")));
+}
+
+TEST_F(NprmctlFib, TakesAPipeWithoutRoutesForAMistake) {
+    EXPECT_THAT(refused({"fib", "load", "/dev/null"}, 2), HasSubstr("/dev/null holds no routes, nothing was sent\n"));
+    EXPECT_EQ(requests(), 0U);
+}
+
+TEST_F(NprmctlFib, ShowsOnATerminalHowFarItIs) {
+    if (!has_terminals()) GTEST_SKIP() << "this machine gives no pseudo-terminals";
+    const std::string routes = file("routes", list_of(1, 30));
+    const terminal_run load = run_on_terminal({"fib", "load", routes, "--batch", "10"});
+    EXPECT_EQ(load.status, 0) << load.shown;
+    const std::string &shown = load.shown;
+    EXPECT_THAT(shown, StartsWith("\r10 of 30 routes, "));
+    EXPECT_THAT(shown, testing::ContainsRegex("\r30 of 30 routes, [0-9,]+ a second\x1b\\[K\r\x1b\\[K"));
+    EXPECT_THAT(shown, testing::ContainsRegex("30 routes applied, [0-9,]+ a second\r\n$"));
+    EXPECT_THAT(run_on_terminal({"fib", "load", routes, "--replace", "--json"}).shown, StartsWith("{\r\n"));
 }
 
 TEST_F(NprmctlFib, MeasuresAndLeavesNothingBehind) {

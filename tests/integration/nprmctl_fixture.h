@@ -20,6 +20,8 @@ constexpr const char *example = NPRM_SOURCE_DIR "/examples/edge-acl.txt";
 
 class Nprmctl : public testing::Test {
   protected:
+    explicit Nprmctl(const strings &card_options = {"--remove-segments"}) : card(directory.path(), card_options) {}
+
     std::string file(const std::string &name, const std::string &content) const {
         std::ofstream(files / name) << content;
         return files / name;
@@ -54,7 +56,7 @@ class Nprmctl : public testing::Test {
     } ipc;  // first: the card makes a segment
     scratch_directory directory, files;
     scratch_variable ruv_dir{"RUV_DIR", directory.path().c_str()};
-    card_process card{directory.path(), {"--remove-segments"}};
+    card_process card;
 };
 
 #endif

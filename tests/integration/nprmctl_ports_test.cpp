@@ -12,7 +12,7 @@ using testing::StartsWith;
 
 class NprmctlPorts : public Nprmctl {
   protected:
-    NprmctlPorts() { done({"card", "traffic", "frozen"}); }
+    NprmctlPorts() : Nprmctl({"--remove-segments", "--traffic", "frozen"}) {}
 
     void expect_refused(const strings &arguments, int status, const std::string &why) const {
         const nprmctl_run run = run_nprmctl(arguments);
@@ -30,6 +30,12 @@ TEST_F(NprmctlPorts, ShowsOnePortOrAll) {
     ASSERT_EQ(all.size(), 16U);
     EXPECT_EQ(all[8], json::parse(R"({"port": 8, "link": "up", "speed": "1000M", "speed_code": 2, "negotiation": "on",
                                       "mtu": 1518, "mac": "02:00:00:00:00:08"})"));
+    const json named = done_json({"port", "show", "9,0-1"}).at("ports");
+    ASSERT_EQ(named.size(), 3U);
+    EXPECT_EQ(named[0], all[9]);
+    EXPECT_EQ(named[2], all[1]);
+    expect_refused({"port", "show", "14-17"}, 1,
+                   "there is no port 16: NPRM_ERROR_ETHMON_INVALID_PORT (97), there is no such port\n");
     expect_refused({"port", "show", "16"}, 1, "there is no port 16: NPRM_ERROR_ETHMON_INVALID_PORT (97)");
 }
 
@@ -40,8 +46,20 @@ TEST_F(NprmctlPorts, SetsWhatIsGivenAndSaysWhatWasSetBeforeARefusal) {
     EXPECT_EQ(done({"port", "show", "8"}),
               "port  link  speed  negotiation   MTU  MAC address\n"
               "   8  down  100M   off          9000  02:aa:00:00:00:42\n");
-    expect_refused({"port", "set", "8", "--speed", "10M", "--mtu", "9217"}, 1,
-                   "the MTU of port 8 was not set (speed was): NPRM_ERROR_ETHMON_SET_MTU_NPA (98)");
+    expect_refused(
+        {"port", "set", "8", "--speed", "10M", "--mtu", "9217"}, 1,
+        "the MTU of port 8 was not set (set before: speed): NPRM_ERROR_ETHMON_SET_MTU_NPA (98), the MTU could not be set; it "
+        "may be too small or too large\n  try: nprmctl help port set tells what ports of the simulated card take\n");
+    expect_refused({"port", "set", "0", "--speed", "10M"}, 1,
+                   "(100), the speed could not be set; the port may not have it\n  try: ");
+    expect_refused({"port", "set", "0", "--negotiate", "on"}, 1,
+                   "(105), negotiation could not be set; the port may not negotiate\n");
+    expect_refused({"port", "set", "0", "--mac", "01:00:00:00:00:00"}, 1,
+                   "(109), the MAC address could not be set; it may be 0 or a group's\n");
+    expect_refused({"port", "led", "0", "4"}, 1, "try: off, green, amber and blink are what the simulated card takes\n");
+    expect_refused({"port", "led", "16", "off"}, 1, "(97), there is no such port\n  try: nprmctl port show\n");
+    expect_refused({"port", "counters", "16"}, 1,
+                   "there is no port 16: NPRM_ERROR_ETHMON_INVALID_PORT (97), there is no such port\n  try: nprmctl port show\n");
     EXPECT_EQ(done_json({"port", "show", "8"}).at("ports")[0].at("speed"), "10M");
     EXPECT_EQ(done({"port", "led", "3", "blink"}), "the LED of port 3 is set to blink\n");
     EXPECT_EQ(card.control({{"command", "ask"}, {"component", "MAC"}, {"question", {{"led", 3U}}}}).at("answer").at("led"), 3);
@@ -54,7 +72,10 @@ TEST_F(NprmctlPorts, NamesWrongArgumentsAndSendsNothing) {
     for (const char *mac : {"02:00:00:00:00", "02:00:00:00:00:0g", "02-00-00-00-00-01", "+2:00:00:00:00:01", ""})
         expect_refused({"port", "set", "0", "--mac", mac}, 2, "is no MAC address");
     expect_refused({"port", "set", "0"}, 2, "nothing is to be set");
-    expect_refused({"port", "show", "4294967296"}, 2, "it must be a number from 0 to 4294967295");
+    expect_refused({"port", "show", "4294967296"}, 2,
+                   "PORTS: \"4294967296\" is neither a port's number, 0 to 4294967295, nor a range like 0-99");
+    expect_refused({"port", "show", "0-256"}, 2, "PORTS: a list has no port 256, the last one is 255");
+    expect_refused({"port", "show", "1,1"}, 2, "PORTS: port 1 is named twice");
     expect_refused({"sfp", "show"}, 2, "PORT or --file");
     expect_refused({"sfp", "show", "1", "--file", "x"}, 2, "PORT or --file");
     expect_refused({"card", "traffic", "5x"}, 2, "it must be frozen or a number from 0 to 100000000");
@@ -109,6 +130,19 @@ TEST_F(NprmctlPorts, DecodesFilesOfAModuleThatTheReaderCalibratesWithoutACard) {
     EXPECT_THAT(done({"sfp", "show", "--file", a0}), HasSubstr("monitoring  not given\n"));
     expect_refused({"sfp", "show", "--file", file("short", "abc")}, 1, "has 3 bytes; a module's memory has 256");
     EXPECT_EQ(requests(), before);
+}
+
+TEST_F(NprmctlPorts, DecodesTheMonitoringThatIsGivenWhateverTheIdentificationSays) {
+    std::string a0 = done({"sfp", "raw", "0", "--binary"});
+    const std::string a2 = file("a2", done({"sfp", "raw", "0", "--monitoring", "--binary"}));
+    a0[92] |= 0x04;
+    const std::string moved = file("moved", a0);
+    EXPECT_THAT(done({"sfp", "show", "--file", moved}), HasSubstr("monitoring  not readable without a change of address\n"));
+    EXPECT_THAT(done({"sfp", "show", "--file", moved, "--monitor", a2}), HasSubstr("supply voltage"));
+    expect_refused({"sfp", "show", "--file", moved, "--monitor", files / "none"}, 2, "cannot be read");
+    a0[92] = 0x04;  // says nothing where there is no monitoring
+    const std::string without = file("without", a0);
+    EXPECT_THAT(done({"sfp", "show", "--file", without}), HasSubstr("monitoring  none\n"));
 }
 
 TEST_F(NprmctlPorts, DumpsAModulesMemory) {

@@ -2,7 +2,12 @@
 
 #include "nprmctl_fixture.h"
 
+#include <filesystem>
+
 #include <gmock/gmock.h>
+
+#include "api/wire/nprm_message.h"
+#include "tests/hostile/raw_server.h"
 
 namespace {
 
@@ -71,6 +76,29 @@ TEST_F(NprmctlServices, MakeShowAndDeleteGroupsAndTheirDistribution) {
     EXPECT_EQ(done({"sng", "delete", "7"}), "service-node group 7 is deleted\n");
 }
 
+TEST_F(NprmctlServices, HaveManyHashIndexesLeadToANodeInOneMessage) {
+    done({"sn", "add", "5", "192.0.2.11"});
+    done({"sng", "add", "7"});
+    const uint64_t before = requests();
+    EXPECT_EQ(done({"sng-dist", "add", "7", "0-255", "5", "--dry-run"}),
+              "hash indexes 0-255 of service-node group 7 would be added in 1 message of 20,488 bytes; nothing was sent\n");
+    EXPECT_EQ(done_json({"sng-dist", "delete", "7", "9", "--dry-run"}),
+              json::parse(R"({"group": 7, "indexes": [9], "messages": 1, "bytes": 88})"));
+    EXPECT_EQ(requests(), before);
+    EXPECT_EQ(done({"sng-dist", "add", "7", "200,0-99", "5"}),
+              "hash indexes 200,0-99 of service-node group 7 lead to service node 5\n");
+    EXPECT_EQ(requests(), before + 1);
+    EXPECT_EQ(done_json({"sng-dist", "show", "7"}).at("members").size(), 101U);
+    // All or none: 200 leads to a node already.
+    expect_refused({"sng-dist", "add", "7", "100-255", "5"},
+                   "hash indexes 100-255 of service-node group 7 were not added: NPRM_ERROR_FDM_WRITE_SNG_DIST (53)");
+    EXPECT_EQ(done_json({"sng-dist", "show", "7"}).at("members").size(), 101U);
+    EXPECT_EQ(done({"sng-dist", "replace", "7", "0,1", "9", "--invalid"}),
+              "hash indexes 0-1 of service-node group 7 are not valid; they name service node 9\n");
+    EXPECT_EQ(done_json({"sng-dist", "delete", "7", "0-99,200"}).at("indexes").size(), 101U);
+    EXPECT_EQ(done_json({"sng-dist", "show", "7"}).at("members").size(), 0U);
+}
+
 TEST_F(NprmctlServices, MakeShowAndDeleteContextsAndTheirGroups) {
     EXPECT_EQ(done({"sc", "add", "1", "2001:db8::1", "2001:db8::2"}), "service context 1 is added\n");
     EXPECT_EQ(done({"sc", "add", "2", "10.0.0.1", "--flags", "253"}), "service context 2 is added\n");
@@ -81,7 +109,7 @@ TEST_F(NprmctlServices, MakeShowAndDeleteContextsAndTheirGroups) {
     EXPECT_EQ(done({"sc", "show", "2"}), "id         2\nkind       IPv4\naddress    10.0.0.1\nsecondary  none\nflags      255\n");
     EXPECT_EQ(done({"scg", "add", "4", "2", "1"}), "service-context group 4 is added\n");
     EXPECT_EQ(done({"scg", "show", "4"}), "group     4\ncontexts  2\nfirst 16  2 1\n");
-    EXPECT_EQ(done_json({"scg", "show"}).at("groups"), json::parse(R"([{"id": 4, "size": 2, "contexts": "2 1"}])"));
+    EXPECT_EQ(done_json({"scg", "show"}).at("groups"), json::parse(R"([{"id": 4, "size": 2, "contexts": [2, 1]}])"));
     expect_refused({"scg", "add", "4", "1"}, "NPRM_ERROR_CMM_WRITE_DIST_LIST (77)");
     expect_refused({"sc", "delete", "1"}, "NPRM_ERROR_CMM_DEL_SC (69)");
     EXPECT_EQ(done({"scg", "replace", "4", "2"}), "service-context group 4 is replaced\n");
@@ -114,8 +142,12 @@ TEST_F(NprmctlServices, MakeShowAndDeleteWccpEntries) {
     EXPECT_EQ(done_json({"wccp", "show", "2"}),
               json({{"id", 2}, {"kind", "MAC"}, {"address", "00:11:22:aa:bb:ff"}, {"router", nullptr}, {"flags", 8}}));
     expect_refused({"wccp", "add", "1", "192.0.2.11"}, "nprmctl wccp show, nprmctl wccp replace");
+    EXPECT_EQ(done({"wccp", "add", "4", "none", "--flags", "193"}), "WCCP entry 4 is added\n");
+    EXPECT_EQ(done({"wccp", "show", "4"}), "id       4\nkind     none\naddress  none\nrouter   none\nflags    193\n");
+    EXPECT_EQ(done({"wccp", "delete", "4"}), "WCCP entry 4 is deleted\n");
     EXPECT_EQ(done({"wccp", "delete", "1"}), "WCCP entry 1 is deleted\n");
-    expect_refused({"wccp", "delete", "1"}, "NPRM_ERROR_WCCP_NOT_EXIST (84)");
+    expect_refused({"wccp", "delete", "1"},
+                   "NPRM_ERROR_WCCP_NOT_EXIST (84), the card has no such entry\n  try: nprmctl wccp show\n");
     EXPECT_EQ(done({"wccp", "mtu", "1476"}), "the MTU of WCCP is 1,476 bytes\n");
     EXPECT_EQ(status_of("WCCP"), json({{"entries", 2}, {"mtu", 1476}}));
 }
@@ -168,6 +200,68 @@ TEST_F(NprmctlServices, ShowNothingOfAnAnswerThatIsCut) {
     done({"sn", "show", "1"});
 }
 
+TEST_F(NprmctlServices, SayThatAGroupMayBeAbsentWhenACodeDoesNotTellIt) {
+    expect_refused({"sng", "show", "9"},
+                   "NPRM_ERROR_FDM_READ_ACTION (51), the group could not be read; it may be absent\n"
+                   "  try: nprmctl sng show 0 --count 1024\n");
+    expect_refused({"scg", "show", "9"},
+                   "NPRM_ERROR_CMM_READ_DIST_LIST (79), the list could not be read; the group may be absent\n");
+    expect_refused({"sng-dist", "show", "9", "0"}, "(54), the hash index leads nowhere, or the card has no such group\n");
+    expect_refused({"sng-dist", "delete", "9", "0"}, "(55), a hash index leads nowhere already, or the card has no such group\n");
+    expect_refused({"flow", "dist", "9", "10.0.0.1", "10.0.0.2"},
+                   "(54), the group's distribution could not be read; it may be absent");
+}
+
+TEST_F(NprmctlServices, SayWhatToTryWhenARefusalLeavesAChoice) {
+    done({"sn", "add", "1", "192.0.2.11"});
+    done({"sc", "add", "1", "192.0.2.11"});
+    done({"sng", "add", "7"});
+    const std::pair<strings, const char *> refusals[] = {
+        {{"sn", "add", "2", "192.0.2.11"}, "(60), another service node has the address\n  try: nprmctl sn show\n"},
+        {{"sn", "replace", "1", "10.0.0.1", "10.0.0.1"},
+         "(61), the secondary address is not valid; it may be the first one again\n"},
+        {{"sn", "add", "2", "0.0.0.0"}, "NPRM_ERROR_PARAM (3), an argument is not valid; the address may be 0\n"},
+        {{"sn", "delete", "2"}, "(36), the service node does not exist\n  try: nprmctl sn show\n"},
+        {{"sng-dist", "add", "7", "0", "2"}, "(36), the service node does not exist\n  try: nprmctl sn show, nprmctl sn add\n"},
+        {{"sc", "replace", "2", "192.0.2.11"}, "(82), another service context has the address\n  try: nprmctl sc show\n"},
+        {{"sc", "add", "2", "::"}, "NPRM_ERROR_PARAM (3), an argument is not valid; the address may be 0\n"},
+        {{"scg", "replace", "1", "1", "2"},
+         "(62), a service context of the list does not exist\n  try: nprmctl sc show, nprmctl sc add\n"},
+        {{"wccp", "add", "1", "::"}, "NPRM_ERROR_PARAM (3), an argument is not valid; the address may be 0\n"},
+    };
+    for (const auto &[arguments, says] : refusals)
+        expect_refused(arguments, says);
+    const std::pair<const char *, strings> full[] = {{"FDM", {"sn", "add", "2", "10.0.0.1"}},
+                                                     {"CMM", {"sc", "add", "2", "10.0.0.1"}},
+                                                     {"WCCP", {"wccp", "add", "2", "10.0.0.1"}}};
+    for (const auto &[component, arguments] : full) {
+        const int code = component[0] == 'F' ? 39 : component[0] == 'C' ? 65 : 87;
+        fault({{"kind", "result"}, {"component", component}, {"value", code}});
+        const std::string next = "can be made\n  try: nprmctl " + arguments[0] + " show, nprmctl " + arguments[0] + " delete\n";
+        expect_refused(arguments, next.c_str());
+    }
+}
+
+// A server of one component that answers every request with its operation, no records, and the word that a result would be.
+TEST_F(NprmctlServices, ShowNothingOfAnAnswerWithoutRecords) {
+    const std::pair<uint32_t, std::vector<strings>> answers[] = {
+        {NPRM_OPCODE_FDM, {{"sn", "show", "1"}, {"sn", "show"}, {"sng", "show", "7"}, {"sng-dist", "show", "7", "0"}}},
+        {NPRM_OPCODE_CMM, {{"sc", "show", "1"}, {"scg", "show", "1"}}},
+        {NPRM_OPCODE_WCCP, {{"wccp", "show", "1"}}}};
+    for (const auto &[opcode, commands] : answers) {
+        std::filesystem::remove(directory / std::to_string(opcode));
+        raw_process server(directory.path(), opcode, [](int connection) {
+            for (raw_request request; next_request(connection, &request);) {
+                byte_list payload(request.payload.begin(), request.payload.begin() + 4);
+                payload.resize(12);
+                send_bytes(connection, reply_of(request.token, payload));
+            }
+        });
+        for (const strings &command : commands)
+            expect_refused(command, "cannot be read: NPRM_ERROR (1)");
+    }
+}
+
 TEST(NprmctlServicesUsage, EndsWithStatus2AndNamesTheArgument) {
     const std::pair<strings, const char *> wrong[] = {
         {{"sn", "add", "256", "192.0.2.1"}, "ID is \"256\", it must be a number from 0 to 255"},
@@ -180,14 +274,18 @@ TEST(NprmctlServicesUsage, EndsWithStatus2AndNamesTheArgument) {
         {{"sng", "add", "7", "--fields", "1.2.3.4"}, "--fields is \"1.2.3.4\""},
         {{"sng", "add", "7", "--fields", "1.2.128"}, "--fields is \"1.2.128\""},
         {{"sng", "show", "65535", "--count", "2"}, "GROUP and --count reach behind the last group, 65535"},
-        {{"sng-dist", "add", "7", "256", "1"}, "INDEX is \"256\", it must be a number from 0 to 255"},
+        {{"sng-dist", "add", "7", "256", "1"}, "INDEXES: a group has no hash index 256, the last one is 255"},
+        {{"sng-dist", "add", "7", "0-3,2", "1"}, "INDEXES: hash index 2 is named twice"},
+        {{"sng-dist", "delete", "7", "3-1"}, "INDEXES: \"3-1\" is neither a hash index nor a range like 0-99"},
         {{"sng-dist", "add", "7", "0", "1", "--flags", "128"}, "--flags is \"128\", it must be a number from 0 to 127"},
         {{"sc", "add", "1", "fe80::1%eth0"}, "it must be an IPv4 or IPv6 address"},
         {{"scg", "add", "1", "2", "x"}, "ID is \"x\", it must be a number from 0 to 255"},
         {{"scg", "add", "1"}, "ID is required"},
-        {{"wccp", "add", "1", "00:11:22:33:44:5"}, "or a MAC address such as 00:11:22:33:44:55"},
-        {{"wccp", "add", "1", "00:11:22:33:44-55"}, "or a MAC address such as 00:11:22:33:44:55"},
-        {{"wccp", "add", "1", "00:11:22:33:44:55", "192.0.2.1"}, "ROUTER is \"192.0.2.1\", with a MAC address there is none"},
+        {{"wccp", "add", "1", "00:11:22:33:44:5"}, ", a MAC address such as 00:11:22:33:44:55, or none"},
+        {{"wccp", "add", "1", "00:11:22:33:44-55"}, ", a MAC address such as 00:11:22:33:44:55, or none"},
+        {{"wccp", "add", "1", "00:11:22:33:44:55", "192.0.2.1"}, "ROUTER is \"192.0.2.1\", it is given behind an IP address only"},
+        {{"wccp", "add", "1", "none", "192.0.2.1"}, "ROUTER is \"192.0.2.1\", it is given behind an IP address only"},
+        {{"sn", "add", "1", "none"}, "ADDRESS is \"none\", it must be an IPv4 or IPv6 address"},
         {{"wccp", "mtu", "0"}, "BYTES is \"0\", it must be a number from 1 to 65535"},
         {{"flow", "trace", "maybe"}, "STATE is \"maybe\", it must be start or stop"},
         {{"flow", "dump", "start", "--address", "::1"}, "--address is \"::1\", it must be an IPv4 address"},

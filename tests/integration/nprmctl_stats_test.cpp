@@ -93,6 +93,44 @@ TEST_F(NprmctlStats, HasEntriesGivenOutUntilThereAreNoMore) {
                 StartsWith("nprmctl: no entries were given out: the server refuses it\n"));
 }
 
+TEST_F(NprmctlStats, GivesEntriesBackThatWereGivenOut) {
+    EXPECT_THAT(done({"stats", "alloc", "12", "3"}), HasSubstr("ids      0-2\n"));
+    EXPECT_EQ(done({"stats", "free", "12", "1-2"}), "gave 2 entries of table 12 back\n");
+    EXPECT_THAT(refused({"stats", "free", "12", "2"}, 1).errors, StartsWith("nprmctl: the entries were not given back"));
+    EXPECT_THAT(done({"stats", "alloc", "12", "3"}), HasSubstr("ids      1-3\n"));
+    EXPECT_THAT(refused({"stats", "free", "12"}, 2).errors, HasSubstr("usage: nprmctl stats free TABLE IDS\n"));
+}
+
+TEST_F(NprmctlStats, SetsOneCounterAndLeavesTheOthers) {
+    traffic(0, 0);
+    done({"stats", "set", "10", "3", "1", "1000", "64000"});
+    EXPECT_EQ(done({"stats", "set", "10", "3", "0", "18446744073709551615"}),
+              "counter 0 of entry 3 is 18,446,744,073,709,551,615 packets, 0 bytes\n");
+    const std::string shown =
+        "entry  counter               packets  bytes\n"
+        "    3        0  18446744073709551615      0\n"
+        "    3        1                  1000  64000\n";
+    EXPECT_EQ(done({"stats", "show", "10", "3", "--nonzero", "--clear"}), shown);
+    EXPECT_EQ(done({"stats", "show", "10", "3", "--nonzero"}), "all of these counters are zero\n");
+    done({"stats", "set", "1", "0", "6", "5"});  // a table of the server's own
+    EXPECT_EQ(done({"stats", "show", "1", "0", "--nonzero"}), "entry  counter  packets  bytes\n    0        6        5      0\n");
+    const std::pair<strings, const char *> wrong[] = {
+        {{"10", "256", "0", "1"}, "table 10 has 256 entries of 14 counters"},
+        {{"10", "0", "14", "1"}, "table 10 has 256 entries of 14 counters"},
+        {{"10", "0", "0", "1k"}, "\"1k\" is no count, which is a number below 2^64"},
+        {{"10", "0", "0", "1", "18446744073709551616"}, "\"18446744073709551616\" is no count"},
+        {{"16", "0", "0", "1"}, "an entry of table 16 has more counters than a request holds, 480"},
+    };
+    for (const auto &[words, why] : wrong) {
+        strings command = {"stats", "set"};
+        command.insert(command.end(), words.begin(), words.end());
+        EXPECT_THAT(refused(command, 2).errors, HasSubstr(why));
+    }
+    EXPECT_THAT(refused({"stats", "show", "10", "--clear", "--segment", "x"}, 2).errors,
+                HasSubstr("a saved segment stays as it is"));
+    EXPECT_THAT(refused({"stats", "clear", "17"}, 2).errors, HasSubstr("it must be all, monitor, or a table from 0 to 16\n"));
+}
+
 TEST_F(NprmctlStats, ReadsTheMonitorsWords) {
     const json words = done_json({"stats", "monitor"}).at("words");
     ASSERT_EQ(words.size(), 39U);

@@ -34,17 +34,17 @@ void *__libc_malloc(size_t);
 void *__libc_calloc(size_t, size_t);
 void *__libc_realloc(void *, size_t);
 
-void *malloc(size_t bytes) {
+void *malloc(size_t size) {
     ++allocations;
-    return __libc_malloc(bytes);
+    return __libc_malloc(size);
 }
-void *calloc(size_t count, size_t bytes) {
+void *calloc(size_t nmemb, size_t size) {
     ++allocations;
-    return __libc_calloc(count, bytes);
+    return __libc_calloc(nmemb, size);
 }
-void *realloc(void *old, size_t bytes) {
+void *realloc(void *ptr, size_t size) {
     ++allocations;
-    return __libc_realloc(old, bytes);
+    return __libc_realloc(ptr, size);
 }
 int pthread_mutex_lock(pthread_mutex_t *mutex) {
     using function = int (*)(pthread_mutex_t *);

@@ -237,11 +237,27 @@ TEST_F(Simcard, StopsOnSigtermWhileItHoldsRepliesBack) {
     card.control({{"command", "fault"}, {"kind", "delay"}, {"value", 600000}, {"count", 10}});
     for (uint32_t i = 0; i < 10; ++i)
         EXPECT_TRUE(client.send(request_frame(i, tcam_head(2))));
-    while (card.control({{"command", "status"}})["faults"].size() > 0)
+    while (!card.control({{"command", "status"}})["faults"].empty())
         continue;
     EXPECT_EQ(card.stop(), 0);
     EXPECT_TRUE(client.receive().empty());
     EXPECT_EQ(status_word(), 0U);
+}
+
+TEST_F(Simcard, NamesTheTrafficThatItCannotOfferAndEndsWithStatus2) {
+    for (const std::string wrong : {"-1", "5x", "0x10", "+5", " 5", "100000001", "4294967296", "99999999999999999999", "Frozen"}) {
+        card_process card(directory.path(), {"--traffic", wrong});
+        EXPECT_FALSE(card.is_listening()) << wrong;
+        EXPECT_EQ(card.wait_for_end(), 2) << wrong;
+        const std::string says = "--traffic: \"" + wrong + "\" is neither frozen nor a number from 0 to 100000000\n";
+        EXPECT_NE(card.output().find(says), std::string::npos) << card.output();
+    }
+    for (const char *most : {"0", "100000000"}) {
+        card_process card(directory.path(), {"--traffic", most});
+        ASSERT_TRUE(card.is_listening()) << card.output();
+        EXPECT_EQ(card.control({{"command", "status"}}).at("traffic").at("rate").dump(), most);
+        EXPECT_EQ(card.stop(), 0);
+    }
 }
 
 TEST_F(Simcard, LeavesAloneWhatIsNotASocketAtItsControlPath) {

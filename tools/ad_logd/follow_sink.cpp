@@ -45,9 +45,16 @@ void follow_sink::tell_losses(follower &reader) {
 void follow_sink::accept_new() {
     for (;;) {
         unique_fd taken(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        may_accept_ = taken.get() >= 0 || (errno != EMFILE && errno != ENFILE && errno != ENOMEM && errno != ENOBUFS);
         if (taken.get() < 0) return;
-        if (is_allowed(taken.get()) && followers_.size() < followers_max)
+        if (!is_allowed(taken.get())) continue;
+        if (followers_.size() < followers_max) {
             followers_.push_back({std::move(taken), outgoing(queue_bytes_max), 0});
+            continue;
+        }
+        std::string line;
+        append_json_line(line, own_record("you are not taken: " + std::to_string(followers_max) + " follow already"));
+        send(taken.get(), line.data(), line.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
 }
 
@@ -68,13 +75,15 @@ void follow_sink::flush() {
     std::erase_if(followers_, [this](follower &reader) { return !serve(reader); });
 }
 
+// A reader that cannot be taken yet would wake the daemon again and again; it is tried again with the next flush() instead.
 void follow_sink::watch(std::vector<pollfd> &watched) const {
-    watched.push_back({listener_.get(), POLLIN, 0});
+    if (may_accept_) watched.push_back({listener_.get(), POLLIN, 0});
     for (const follower &reader : followers_)
         watched.push_back({reader.socket.get(), static_cast<short>(POLLIN | (reader.queue.empty() ? 0 : POLLOUT)), 0});
 }
 
 bool follow_sink::is_waiting() const {
+    if (!may_accept_) return true;
     for (const follower &reader : followers_)
         if (!reader.queue.empty() || reader.untold != 0) return true;
     return false;

@@ -34,6 +34,7 @@ class follow_sink : public sink {
 
     unique_fd listener_;
     std::list<follower> followers_;
+    bool may_accept_ = true;  // else no descriptor was to be had
     std::string line_;
 };
 

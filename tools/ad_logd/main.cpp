@@ -49,6 +49,11 @@ struct command_line {
     int ready_fd = -1;
 };
 
+// A configuration file's line without a value comes as an empty text, or as "true", as if it were for a flag.
+std::string objection_to_value(const std::string &text) {
+    return text.empty() || text == "true" ? "a value is missing" : "";
+}
+
 void add_socket_options(CLI::App &app, command_line &chosen) {
     app.add_option("--socket", chosen.daemon.path, "the log socket's path, to which \".UID\" is added")
         ->type_name("BASE")
@@ -69,8 +74,8 @@ void add_socket_options(CLI::App &app, command_line &chosen) {
 
 void add_sink_options(CLI::App &app, command_line &chosen) {
     app.add_flag("--stdout", chosen.daemon.to_stdout, "write to standard output; the default when nothing else is asked for");
-    app.add_option("--file", chosen.daemon.file, "write to a file")->type_name("PATH");
-    app.add_option("--json", chosen.daemon.json_file, "write JSON lines to a file")->type_name("PATH");
+    app.add_option("--file", chosen.daemon.file, "write to a file")->type_name("PATH")->check(objection_to_value);
+    app.add_option("--json", chosen.daemon.json_file, "write JSON lines to a file")->type_name("PATH")->check(objection_to_value);
     app.add_option("--size", chosen.daemon.file_bytes_max, "rotate a file before it grows beyond; 0: never")
         ->type_name("BYTES")
         ->transform(CLI::AsSizeValue(false))
@@ -80,7 +85,8 @@ void add_sink_options(CLI::App &app, command_line &chosen) {
         ->capture_default_str()
         ->check(CLI::Range(0U, 1000U));
     app.add_option("--syslog", chosen.daemon.syslog, "send to a log system: a socket's path, or ADDRESS:PORT for TCP")
-        ->type_name("WHERE");
+        ->type_name("WHERE")
+        ->check(objection_to_value);
     app.add_option("--facility", chosen.daemon.facility, "the facility's number there")
         ->type_name("N")
         ->capture_default_str()
@@ -107,6 +113,15 @@ bool finish_options(command_line &chosen) {
     daemon.intake.fold = !chosen.no_fold;
     if (daemon.file.empty() && daemon.json_file.empty() && daemon.syslog.empty()) daemon.to_stdout = true;
     return read_mode(chosen.mode, daemon.mode);
+}
+
+// Where standard input, output or error is closed, the next file or socket opened would get its number, and what is printed would
+// go there.  What takes the place refuses to be written to, so that lost records are counted.
+void keep_standard_descriptors() {
+    int opened = STDIN_FILENO;
+    while (opened >= 0 && opened <= STDERR_FILENO)
+        opened = open("/dev/null", O_RDONLY);
+    if (opened > STDERR_FILENO) close(opened);
 }
 
 // Signals as a descriptor.  The daemon has no handlers, which could interrupt it anywhere; writes fail instead of ending it.
@@ -143,11 +158,17 @@ int serve(const command_line &chosen) {
 }  // namespace
 
 int main(int count, char **arguments) {
+    keep_standard_descriptors();
     command_line chosen;
     CLI::App app(description, "ad_logd");
     add_options(app, chosen);
     try {
         app.parse(count, arguments);
+    } catch (const CLI::ConfigError &error) {
+        std::fprintf(stderr,
+                     "ad_logd: %s: %s\nIts options are those of --help without their hyphens, such as \"no-fold = true\".\n",
+                     app.get_config_ptr()->as<std::string>().c_str(), error.what());
+        return exit_usage;
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? 0 : exit_usage;
     }

@@ -110,6 +110,8 @@ int stats_tables(invocation &);    // stats_commands.cpp
 int stats_show(invocation &);
 int stats_clear(invocation &);
 int stats_alloc(invocation &);
+int stats_free(invocation &);
+int stats_set(invocation &);
 int stats_monitor(invocation &);
 int stats_watch(invocation &);   // stats_watch.cpp
 int stats_export(invocation &);  // stats_export.cpp

@@ -7,21 +7,30 @@ namespace {
 constexpr const char *context_id_help = "the context's number, 0 to 255";
 constexpr const char *group_help = "the group's number, 0 to 255";
 
-constexpr object_words context_words = {
-    "service context",
-    "the card has no service contexts",
-    NPRM_ERROR_CMM_SC_NOT_EXIST,
+constexpr other_meaning no_context = {NPRM_ERROR_CMM_SC_NOT_EXIST, nullptr, "nprmctl sc show"};
+constexpr other_meaning context_refusals[] = {
+    no_context,
     {NPRM_ERROR_CMM_WRITE_SC, "the service context could not be written; it may exist already",
      "nprmctl sc show, nprmctl sc replace"},
-    {NPRM_ERROR_CMM_DEL_SC, "the service context could not be deleted; a group may have it", "nprmctl scg show"}};
+    {NPRM_ERROR_CMM_DEL_SC, "the service context could not be deleted; a group may have it", "nprmctl scg show"},
+    {NPRM_ERROR_CMM_SC_MAX, nullptr, "nprmctl sc show, nprmctl sc delete"},
+    {NPRM_ERROR_CMM_DUPLICATE_SC_IP, nullptr, "nprmctl sc show"},
+    {NPRM_ERROR_CMM_INVALID_SEC_IP, wrong_secondary, nullptr},
+    {NPRM_ERROR_PARAM, without_address, nullptr},
+};
+constexpr object_words context_words = {"service context", "the card has no service contexts", no_context, context_refusals};
 
+constexpr other_meaning group_refusals[] = {
+    {NPRM_ERROR_CMM_WRITE_DIST_LIST, "the list could not be written; the group may exist already, or a context is in it twice",
+     "nprmctl scg show, nprmctl scg replace"},
+    {NPRM_ERROR_CMM_DEL_DIST_LIST, "the list could not be deleted; the group may be absent", "nprmctl scg show"},
+    {NPRM_ERROR_CMM_SC_NOT_EXIST, "a service context of the list does not exist", "nprmctl sc show, nprmctl sc add"},
+};
 constexpr object_words group_words = {
     "service-context group",
     "the card has no service-context groups",
-    NPRM_ERROR_CMM_READ_DIST_LIST,
-    {NPRM_ERROR_CMM_WRITE_DIST_LIST, "the list could not be written; the group may exist already, or a context is in it twice",
-     "nprmctl scg show, nprmctl scg replace"},
-    {NPRM_ERROR_CMM_DEL_DIST_LIST, "the list could not be deleted; the group may be absent", "nprmctl scg show"}};
+    {NPRM_ERROR_CMM_READ_DIST_LIST, "the list could not be read; the group may be absent", "nprmctl scg show"},
+    group_refusals};
 
 uint32_t context_operation(uint32_t action, uint32_t id, nprm_service_context &context) {
     const auto number = static_cast<uint8_t>(id);
@@ -37,7 +46,7 @@ int write_context(invocation &call, uint32_t action) {
     arguments.declare(call, context_id_help, "the context's IPv4 or IPv6 address", "[SECONDARY]",
                       "its secondary address, of the same IP version");
     call.notes("Example: nprmctl sc add 1 2001:db8::1 2001:db8::2\n");
-    arguments.read(call, "SECONDARY", may_be_mac::no);
+    arguments.read(call, "SECONDARY", allowed::ip);
     nprm_service_context context = {};
     arguments.fill(context, NPRM_SERVICE_CONTEXT_IPV4_FLAG,
                    arguments.first.kind == address_kind::ipv4 ? NPRM_SERVICE_CONTEXT_IPV4_FLAG : 0);
@@ -68,11 +77,8 @@ int write_group(invocation &call, uint32_t action) {
 }
 
 std::vector<cell> group_cells(uint32_t number, const nprm_service_context_group &list) {
-    std::string ids;
-    for (size_t i = 0; i < std::min<size_t>(list.length, NPRM_CONTEXT_GROUP_BYTES_READ); ++i)
-        ids += (i == 0 ? "" : " ") + std::to_string(list.byte[i]);
-    if (list.length > NPRM_CONTEXT_GROUP_BYTES_READ) ids += " ...";
-    return {uint64_t{number}, uint64_t{list.length}, ids};
+    const size_t came = std::min<size_t>(list.length, NPRM_CONTEXT_GROUP_BYTES_READ);
+    return {uint64_t{number}, uint64_t{list.length}, number_list{{list.byte, list.byte + came}, list.length > came}};
 }
 
 }  // namespace

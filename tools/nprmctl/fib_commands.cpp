@@ -12,6 +12,9 @@ constexpr const char *prefix_help = "A.B.C.D/LEN or an IPv6 prefix; without a le
 
 nprm_fib_prefix prefix_argument(const invocation &call, const char *name, const std::string &text,
                                 decltype(prefix_of) &parse = prefix_of) {
+    if (text == "default" && parse == prefix_of)
+        throw usage_error(std::string(name) + " is \"default\", which may be IPv4's or IPv6's: give 0.0.0.0/0 or ::/0",
+                          usage_of(call.row()));
     word_error error;
     const auto prefix = parse(text, error);
     if (!prefix) throw usage_error(std::string(name) + ": " + error.message, usage_of(call.row()));

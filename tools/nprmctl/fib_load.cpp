@@ -20,8 +20,9 @@ constexpr const char *notes =
     "  as ip route prints it   192.0.2.0/24 via 198.51.100.1 dev eth0 proto static\n"
     "Lines of ip route have no MAC address and no UIDB.  They come from the file of --nexthops, a line each,\n"
     "  NAME MAC UIDB           NAME: a GATEWAY, a DEVICE, or GATEWAY%DEVICE, which goes first\n"
-    "and for other next hops from --mac and --uidb.  Of several next hops the first is taken; routes of the host\n"
-    "itself (local, broadcast, multicast, anycast) are left out.\n"
+    "and for other next hops from --mac and --uidb.  Of several next hops, and of routes to one prefix that differ\n"
+    "by metric, the first is taken.  Left out are routes of the host itself (local, broadcast, multicast, anycast)\n"
+    "and those for some packets only (tos, from, table).\n"
     "\n"
     "A file is checked before anything is sent; a pipe is read once, and loading stops at its first wrong line.\n"
     "Routes go in the order of the file, at most 1872 a message, and loading stops at the first message that is\n"
@@ -45,6 +46,15 @@ struct load_options {
         call.notes(notes);
     }
     nprm_fib_action action() const { return replace ? NPRM_FIB_REPLACE : NPRM_FIB_ADD; }
+    // The command that goes on at a line, with what decides which routes the lines become.
+    std::string again(uint32_t line, bool replacing, const char *more) const {
+        std::string text = "nprmctl fib load " + path;
+        if (!names.empty()) text += " --nexthops " + names;
+        if (!mac.empty()) text += " --mac " + mac + " --uidb " + std::to_string(uidb);
+        if (ipv6) text += " --ipv6";
+        text += " --first-line " + std::to_string(line);
+        return text + (replacing ? " --replace" : "") + more;
+    }
 };
 
 nexthop_names names_of(const invocation &call, const load_options &options) {
@@ -76,7 +86,10 @@ class route_feed {
     step next(fib_entry &route) {
         const size_t known = errors_.size();
         for (std::string_view line; lines_.next(line);) {
-            if (lines_.number() < first_line_) continue;
+            if (lines_.number() < first_line_) {
+                step_over(line);
+                continue;
+            }
             const auto entry = read(line);
             if (errors_.size() > known) return step::wrong;
             if (!entry) continue;
@@ -88,9 +101,15 @@ class route_feed {
     }
     std::vector<text_error> &errors() { return errors_; }
     uint32_t line() const { return lines_.number(); }
-    uint32_t left_out() const { return reader_.left_out(); }
+    uint32_t left_out() const { return reader_.left_out() - left_out_before_; }
 
   private:
+    // A line before the first one is still what next hops and routes to the same prefix behind it refer to.
+    void step_over(std::string_view line) {
+        std::vector<text_error> nobodys;
+        if (line.size() <= line_stream::line_bytes_max) reader_.read(line, lines_.number(), nobodys);
+        left_out_before_ = reader_.left_out();
+    }
     std::optional<fib_entry> read(std::string_view line) {
         constexpr uint32_t most = line_stream::line_bytes_max;
         if (line.size() <= most) return reader_.read(line, lines_.number(), errors_);
@@ -100,7 +119,7 @@ class route_feed {
 
     line_stream &lines_;
     route_reader reader_;
-    uint32_t first_line_;
+    uint32_t first_line_, left_out_before_ = 0;
     std::vector<text_error> errors_;
 };
 
@@ -143,13 +162,17 @@ file_plan read_ahead(line_stream &lines, const nexthop_names &names, const load_
     return plan;
 }
 
+std::string left_out_text(uint32_t lines) {
+    return lines == 0 ? "" : "; " + counted(lines, "line", "lines") + " left out";
+}
+
 int tell_plan(const invocation &call, const load_options &options, const file_plan &plan) {
     const uint64_t full = plan.full.routes / options.batch, messages = full + (plan.last.routes != 0 ? 1 : 0);
     const uint64_t bytes =
         full * fib_message_bytes(options.batch) + (plan.last.routes != 0 ? fib_message_bytes(plan.last.routes) : 0);
     report told;
     told.sentence(counted(plan.routes(), "route", "routes") + " would go out in " + counted(messages, "message", "messages") +
-                  " of " + grouped(bytes) + " bytes together, in this order; nothing was sent");
+                  " of " + grouped(bytes) + " bytes together, in this order" + left_out_text(plan.left_out) + "; nothing was sent");
     told.fact("routes", nullptr, plan.routes());
     told.fact("messages", nullptr, messages);
     told.fact("bytes", nullptr, bytes);
@@ -194,6 +217,12 @@ class loading {
         progress_.show(applied_.routes);
     }
 
+    // Sends what is left, and has the terminal for the report.
+    void finish() {
+        send();
+        progress_.clear();
+    }
+
     failure interrupted() const { return ended(refused("interrupted; " + applied_text() + not_tried(pending_.first)), false); }
     failure wrong_line(std::vector<text_error> errors) const {
         failure problem = text_errors(name_of_file(options_.path), std::move(errors));
@@ -209,22 +238,19 @@ class loading {
     }
     static std::string not_tried(uint32_t first) { return ", and nothing from line " + grouped(first) + " on was tried"; }
 
-    std::string again(const char *more) const {
-        return "nprmctl fib load " + options_.path + " --first-line " + std::to_string(pending_.first) + more;
-    }
-
     failure refused_message(answer given) const {
         if (given.code == NPRM_ERROR_IF_EXIST) given.meaning = "a prefix is in the FIB already, or comes twice";
         if (given.code == NPRM_ERROR_IF_WRITE_FIB) given.meaning = "the FIB is full, or could not be written";
         failure problem =
             unchanged_for(text_of(pending_) + (pending_.routes == 1 ? " was not applied" : " were not applied"), given);
         problem.what += "; " + applied_text() + not_tried(pending_.last + 1);
+        const bool was_sent = given.code != NPRM_ERROR_IPC_SEND && given.code != NPRM_ERROR_NOT_READY;
         if (given.is_uncertain)
-            problem.next = again(" --replace") + " goes on from there";
-        else if (pending_.routes > 1)
-            problem.next = again(" --batch 1") + " finds the line";
+            problem.next = options_.again(pending_.first, true, " goes on from there");
+        else if (was_sent && pending_.routes > 1)
+            problem.next = options_.again(pending_.first, options_.replace, " --batch 1 finds the line");
         else if (given.code == NPRM_ERROR_IF_EXIST)
-            problem.next = again(" --replace") + " takes prefixes that are there";
+            problem.next = options_.again(pending_.first, true, " takes prefixes that are there");
         return ended(problem, true);
     }
 
@@ -245,6 +271,10 @@ class loading {
     line_range applied_;
 };
 
+failure without_routes(const load_options &options) {
+    return usage_error(name_of_file(options.path) + " holds no routes, nothing was sent", {});
+}
+
 int load(const invocation &call, const load_options &options, line_stream &lines, const nexthop_names &names, uint64_t routes) {
     const auto start = std::chrono::steady_clock::now();
     route_feed feed(lines, names, options);
@@ -255,13 +285,14 @@ int load(const invocation &call, const load_options &options, line_stream &lines
         onto_card.add(route, feed.line());
     if (step == route_feed::step::wrong) throw onto_card.wrong_line(std::move(feed.errors()));
     if (was_interrupted()) throw onto_card.interrupted();
-    onto_card.send();
+    onto_card.finish();
+    if (onto_card.applied() == 0) throw without_routes(options);
 
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     const auto rate = static_cast<uint64_t>(static_cast<double>(onto_card.applied()) / seconds);
     report loaded;
     loaded.sentence(counted(onto_card.applied(), "route", "routes") + " applied, " + grouped(rate) + " a second" +
-                    (feed.left_out() == 0 ? "" : "; " + counted(feed.left_out(), "line", "lines") + " left out"));
+                    left_out_text(feed.left_out()));
     loaded.fact("routes", nullptr, onto_card.applied());
     loaded.fact("left_out", nullptr, uint64_t{feed.left_out()});
     loaded.fact("routes_per_second", nullptr, rate);
@@ -282,7 +313,7 @@ int fib_load(invocation &call) {
     if (options.dry_run || lines.rewind()) {
         const file_plan plan = read_ahead(lines, names, options);
         if (options.dry_run) return tell_plan(call, options, plan);
-        if (plan.routes() == 0) throw usage_error(name_of_file(options.path) + " holds no routes, nothing was sent", {});
+        if (plan.routes() == 0) throw without_routes(options);
         routes = plan.routes();
         lines.rewind();
     }

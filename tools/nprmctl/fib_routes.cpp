@@ -194,9 +194,9 @@ void route_reader::end(std::vector<text_error> &errors) {
 std::optional<fib_entry> route_reader::read_words(word_reader &words, std::string_view line) {
     if (words.take("nexthop")) {
         if (unfinished_) {
-            const unfinished_route route = *unfinished_;
+            const route_head head = unfinished_->head;
             unfinished_.reset();
-            return read_nexthops(words, route.prefix, route.is_default, line);
+            return read_nexthops(words, head, line);
         }
         if (nexthops_may_follow_)
             ++left_out_;
@@ -227,12 +227,11 @@ std::optional<fib_entry> route_reader::read_words(word_reader &words, std::strin
         if (is_default && default_is_ipv6_) prefix->u8_0 = NPRM_FIB_IPV6;
         return plain_route(words, *prefix);
     }
-    return read_nexthops(words, *prefix, is_default, line);
+    return read_nexthops(words, {*prefix, is_default, false, 0}, line);
 }
 
-// The first gateway and device of what is left of the line.  Other attributes of a route say nothing that a FIB record holds.
-std::optional<fib_entry> route_reader::read_nexthops(word_reader &words, nprm_fib_prefix prefix, bool is_default,
-                                                     std::string_view line) {
+// The first gateway and device of what is left of the line.  Most other attributes of a route say nothing that a FIB record holds.
+std::optional<fib_entry> route_reader::read_nexthops(word_reader &words, route_head head, std::string_view line) {
     const uint32_t column = words.column();
     std::string gateway, device, family;
     uint32_t gateway_column = 0, device_column = column;
@@ -251,12 +250,17 @@ std::optional<fib_entry> route_reader::read_nexthops(word_reader &words, nprm_fi
             device_column = words.column();
             device = words.next();
         }
+        if (word == "metric") head.metric = decimal<uint32_t>(words.next()).value_or(0);
+        if (word == "from" || word == "tos" || (word == "table" && words.peek() != "main")) head.is_special = true;
     }
     nexthops_may_follow_ = true;
     if (gateway.empty() && device.empty()) {
-        unfinished_ = {prefix,
-                       is_default,
+        unfinished_ = {head,
                        {words.line(), column, "a next hop is missing: MAC UIDB, or via GATEWAY or dev DEVICE", std::string(line)}};
+        return std::nullopt;
+    }
+    if (head.is_special) {
+        ++left_out_;
         return std::nullopt;
     }
     const auto address = parse_address(gateway);
@@ -267,15 +271,29 @@ std::optional<fib_entry> route_reader::read_nexthops(word_reader &words, nprm_fi
     // "via inet6" is said of a gateway that is not of the route's own family.
     const uint8_t own_version = default_is_ipv6_ ? NPRM_FIB_IPV6 : NPRM_FIB_IPV4;
     const uint8_t gateway_version = address ? address->version : own_version;
-    if (is_default) prefix.u8_0 = gateway_version;
-    if (is_default && family == "inet6") prefix.u8_0 = NPRM_FIB_IPV4;
-    if (is_default && family == "inet") prefix.u8_0 = NPRM_FIB_IPV6;
-    return named(words, prefix, gateway, device, gateway.empty() ? device_column : gateway_column);
+    if (head.is_default) head.prefix.u8_0 = gateway_version;
+    if (head.is_default && family == "inet6") head.prefix.u8_0 = NPRM_FIB_IPV4;
+    if (head.is_default && family == "inet") head.prefix.u8_0 = NPRM_FIB_IPV6;
+    return named(words, head, gateway, device, gateway.empty() ? device_column : gateway_column);
 }
 
-std::optional<fib_entry> route_reader::named(word_reader &words, const nprm_fib_prefix &prefix, const std::string &gateway,
+// Routes to one prefix differ by metric, and ip(8) prints the one that holds first.
+bool route_reader::is_repeated(word_reader &words, const route_head &head, uint32_t column) {
+    const bool is = last_ && std::memcmp(&last_->prefix, &head.prefix, sizeof head.prefix) == 0;
+    if (is && head.metric < last_->metric)
+        words.fail_at(column, "the metric is lower than that of the route to " + prefix_text(head.prefix) +
+                                  " before it: put the route with the lowest metric first");
+    else if (is)
+        ++left_out_;
+    else
+        last_ = head;
+    return is;
+}
+
+std::optional<fib_entry> route_reader::named(word_reader &words, const route_head &head, const std::string &gateway,
                                              const std::string &device, uint32_t column) {
-    if (const nprm_fib_nexthop *found = names_.find(gateway, device)) return fib_entry{prefix, *found};
+    if (is_repeated(words, head, column)) return std::nullopt;
+    if (const nprm_fib_nexthop *found = names_.find(gateway, device)) return fib_entry{head.prefix, *found};
     const std::string which = gateway.empty() ? "device " + device : gateway + (device.empty() ? "" : " on " + device);
     words.fail_at(column, "no MAC address and UIDB are known for " + printable(which) +
                               ": name it in a file for --nexthops, or give --mac and --uidb");

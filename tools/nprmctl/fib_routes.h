@@ -46,23 +46,32 @@ class route_reader {
     std::optional<fib_entry> read(std::string_view line, uint32_t number, std::vector<text_error> &errors);
     // A route whose next hops did not come is an error.
     void end(std::vector<text_error> &errors);
-    // Lines that are routes of the host itself (local, broadcast, ...) or further next hops.
+    // Lines that are routes of the host itself (local, broadcast, ...), of some packets only, or further next hops.
     uint32_t left_out() const { return left_out_; }
 
   private:
-    std::optional<fib_entry> read_words(word_reader &words, std::string_view line);
-    std::optional<fib_entry> read_nexthops(word_reader &words, nprm_fib_prefix prefix, bool is_default, std::string_view line);
-    std::optional<fib_entry> named(word_reader &words, const nprm_fib_prefix &prefix, const std::string &gateway,
-                                   const std::string &device, uint32_t column);
-
-    struct unfinished_route {
+    // What a line tells of a route but its next hops, which may come in lines of their own.
+    struct route_head {
         nprm_fib_prefix prefix;
         bool is_default;
+        bool is_special;  // for some packets only: by their source, their TOS, or a table that a rule names
+        uint32_t metric;
+    };
+    struct unfinished_route {
+        route_head head;
         text_error error;
     };
+
+    std::optional<fib_entry> read_words(word_reader &words, std::string_view line);
+    std::optional<fib_entry> read_nexthops(word_reader &words, route_head head, std::string_view line);
+    std::optional<fib_entry> named(word_reader &words, const route_head &head, const std::string &gateway,
+                                   const std::string &device, uint32_t column);
+    bool is_repeated(word_reader &words, const route_head &head, uint32_t column);
+
     const nexthop_names &names_;
     bool default_is_ipv6_;
     std::optional<unfinished_route> unfinished_;
+    std::optional<route_head> last_;  // the route of ip(8) that was read last
     bool nexthops_may_follow_ = false;
     uint32_t left_out_ = 0;
 };

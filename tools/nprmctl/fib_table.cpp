@@ -68,7 +68,7 @@ double add_all(measured_table &table, uint32_t count) {
 int fib_generate(invocation &call) {
     generated_table table;
     const std::string notes =
-        "A line each, PREFIX MAC UIDB, in an order without order, with 64 next hops.  No prefix comes twice; the\n"
+        "A line each, PREFIX MAC UIDB, in mixed order, with 64 next hops.  No prefix comes twice; the\n"
         "same seed makes the same routes.\n" +
         generated_lengths();
     call.number("--ipv4 COUNT", table.ipv4, 0, generated_max, "IPv4 routes, 1000000 when not given");

@@ -113,8 +113,9 @@ int flow_dist(invocation &call) {
     query.u8_18 = static_cast<uint8_t>(vrf);
     connect_to_server(call);
     uint32_t words[NPRM_FLOW_DISTRIBUTION_WORDS] = {};
-    learn("the distribution of group " + std::to_string(group) + " is not known",
-          [&] { return nprm_show_v4_flow_dist(&query, words); });
+    answer given = ask([&] { return nprm_show_v4_flow_dist(&query, words); });
+    if (given.code == NPRM_ERROR_FDM_READ_SNG_DIST) given.meaning = "the group's distribution could not be read; it may be absent";
+    if (given.code != NPRM_OK) throw unknown_for("the distribution of group " + std::to_string(group) + " is not known", given);
     report result;
     report_words(result, words);
     call.print(result);

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -46,12 +47,24 @@ bool line_stream::rewind() {
     return true;
 }
 
+// Returns when there is something to read, or an interruption: one that comes between the look at it and the wait ends the wait.
+void line_stream::wait() const {
+    sigset_t interrupts, before;
+    sigemptyset(&interrupts);
+    sigaddset(&interrupts, SIGINT);
+    sigaddset(&interrupts, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &interrupts, &before);
+    pollfd readable = {fd_, POLLIN, 0};
+    if (!was_interrupted()) ppoll(&readable, 1, nullptr, &before);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
 // Makes room and reads; false at the end.
 bool line_stream::fill() {
     std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
     end_ -= begin_;
     begin_ = 0;
-    while (!was_interrupted()) {
+    for (wait(); !was_interrupted(); wait()) {
         const ssize_t got = read(fd_, buffer_.data() + end_, buffer_.size() - end_);
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) throw unreadable(path_, errno);

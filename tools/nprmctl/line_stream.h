@@ -26,6 +26,7 @@ class line_stream {
     bool rewind();
 
   private:
+    void wait() const;
     bool fill();
     void skip_rest();
 

@@ -58,6 +58,15 @@ bool handles_usr1(pid_t pid) {
     return false;
 }
 
+bool takes_message(const std::string &name, const std::string &text) {
+    const log_catcher caught(false);
+    // Not by ad_init_debug_lib(), which writes this process's environment or the ".cfg" file into the record that all share.
+    ad_set_special_log_path(name.c_str());
+    ad_errorlog_printf_special("nprmctl(%d)TEST:%s:%d-> %s\n", static_cast<int>(getpid()), "log_commands.cpp", __LINE__,
+                               text.c_str());
+    return caught.failures().empty();
+}
+
 }  // namespace
 
 int log_level(invocation &call) {
@@ -68,7 +77,7 @@ int log_level(invocation &call) {
     call.flag("--special", special, special_help);
     call.text("--socket BASE", base, socket_help);
     call.parse();
-    shared_record record(special ? special_path() : log_path(base));
+    shared_record record(special ? special_path(base) : log_path(base));
     if (call.given("[N]")) record.set_level(static_cast<int32_t>(level));
     report now;
     now.fact("level", "level", level_cell(record.content().level));
@@ -87,7 +96,7 @@ int log_filter(invocation &call) {
     const bool client = side == "client";
     if (!client && side != "server") throw usage_error(in_quotes(side) + " is neither client nor server", usage_of(call.row()));
     const uint32_t wanted = call.given("[ADDRESS]") ? address_argument(call, address) : 0;
-    shared_record record(special ? special_path() : log_path(base));
+    shared_record record(special ? special_path(base) : log_path(base));
     if (call.given("[ADDRESS]")) client ? record.set_client(wanted) : record.set_server(wanted);
     const ad_debug_cfg content = record.content();
     report now;
@@ -103,7 +112,7 @@ int log_show(invocation &call) {
     call.flag("--special", special, special_help);
     call.text("--socket BASE", base, socket_help);
     call.parse();
-    const std::string path = special ? special_path() : log_path(base);
+    const std::string path = special ? special_path(base) : log_path(base);
     const shared_record record(path);
     const ad_debug_cfg content = record.content();
     char key[16];
@@ -142,7 +151,7 @@ int log_reload(invocation &call) {
                       {}};
     if (kill(pid, SIGUSR1) != 0) throw failure{exit_refused, who + ": " + std::strerror(errno), {}, {}, {}, {}, {}};
     report done;
-    done.sentence(who + " reads its log configuration again\n");
+    done.sentence(who + " reads its log configuration again");
     done.fact("reloaded", nullptr, uint64_t{number});
     call.print(done);
     return exit_done;
@@ -155,15 +164,10 @@ int log_send(invocation &call) {
     call.parse();
     const std::string path = log_path(base);
     const std::string name = path.substr(0, path.rfind('.'));
-    const log_catcher caught(false);
-    // Not by ad_init_debug_lib(), which writes this process's environment or the ".cfg" file into the record that all share.
-    ad_set_special_log_path(name.c_str());
-    ad_errorlog_printf_special("nprmctl(%d)TEST:%s:%d-> %s\n", static_cast<int>(getpid()), "log_commands.cpp", __LINE__,
-                               text.c_str());
-    if (!caught.failures().empty())
+    if (!takes_message(name, text))
         throw failure{exit_refused, "no log daemon takes messages at " + path, "start one: ad_logd", {}, {}, {}, {}};
     report done;
-    done.sentence("the log daemon at " + path + " has the message\n");
+    done.sentence("the log daemon at " + path + " has the message");
     done.fact("socket", nullptr, path);
     call.print(done);
     return exit_done;

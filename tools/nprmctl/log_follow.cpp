@@ -35,8 +35,12 @@ int connected_to(const std::string &path) {
     if (path.size() >= sizeof address.sun_path) throw no_stream(path, "the path is longer than a socket's path can be");
     path.copy(address.sun_path, path.size());
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0 || connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-        throw no_stream(path, std::strerror(errno));
+    if (fd < 0 || connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        const std::string why = std::strerror(errno);
+        if (errno == EACCES)
+            throw failure{exit_refused, path + ": " + why, "as the user of the log daemon, or as root", {}, {}, {}, {}};
+        throw no_stream(path, why);
+    }
     ucred peer{};
     socklen_t bytes = sizeof peer;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &bytes) != 0 || (peer.uid != getuid() && peer.uid != 0))
@@ -119,7 +123,7 @@ int log_follow(invocation &call) {
     for (char bytes[4096];;) {
         const ssize_t came = recv(stream, bytes, sizeof bytes, 0);
         if (came < 0 && errno == EINTR) continue;
-        if (came <= 0) throw no_stream(path, "the log daemon has ended");
+        if (came <= 0) throw no_stream(path, "the log daemon has ended, or ended the stream");
         pending.append(bytes, static_cast<size_t>(came));
         for (size_t end; (end = pending.find('\n')) != std::string::npos; pending.erase(0, end + 1)) {
             const ordered_json record = ordered_json::parse(pending.substr(0, end), nullptr, false);

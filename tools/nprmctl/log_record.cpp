@@ -68,8 +68,8 @@ std::string log_path(const std::string &base) {
     return path_of(configured != nullptr ? configured : log_base_default);
 }
 
-std::string special_path() {
-    return path_of(special_base_default);
+std::string special_path(const std::string &base) {
+    return path_of(base.empty() ? special_base_default : base);
 }
 
 shared_record::shared_record(const std::string &path) {

@@ -15,7 +15,8 @@ constexpr const char *special_base_default = "/tmp/ad_errorlog_sp";
 
 // "BASE.UID", or "BASE.0" where the first does not exist, as the library chooses.   base: empty for ERROR_LOG_SOCKET or the default
 std::string log_path(const std::string &base);
-std::string special_path();
+// The same of the special log.   base: empty for the default
+std::string special_path(const std::string &base);
 
 // An attached record.
 class shared_record {

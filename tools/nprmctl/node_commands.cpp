@@ -1,27 +1,49 @@
 // sn, sng and sng-dist: service nodes, groups of them, and which hash index leads to which node.
 
 #include "service_objects.h"
+#include "id_list.h"
 
 namespace {
 
 constexpr const char *node_id_help = "the node's number, 0 to 255";
 constexpr const char *group_id_help = "the group's number, 0 to 65535";
 
-constexpr object_words node_words = {
-    "service node",
-    "the card has no service nodes",
-    NPRM_ERROR_FDM_SN_NOT_EXIST,
+constexpr other_meaning no_node = {NPRM_ERROR_FDM_SN_NOT_EXIST, nullptr, "nprmctl sn show"};
+constexpr other_meaning node_refusals[] = {
+    no_node,
     {NPRM_ERROR_FDM_WRITE_SN, "the service node could not be written; it may exist already", "nprmctl sn show, nprmctl sn replace"},
-    {NPRM_ERROR_FDM_DEL_SN, "the service node could not be deleted; a group may use it", "nprmctl sng-dist show GROUP"}};
+    {NPRM_ERROR_FDM_DEL_SN, "the service node could not be deleted; a group may use it", "nprmctl sng-dist show GROUP"},
+    {NPRM_ERROR_FDM_SN_MAX, nullptr, "nprmctl sn show, nprmctl sn delete"},
+    {NPRM_ERROR_FDM_DUPLICATE_SN_IP, nullptr, "nprmctl sn show"},
+    {NPRM_ERROR_FDM_INVALID_SEC_IP, wrong_secondary, nullptr},
+    {NPRM_ERROR_PARAM, without_address, nullptr},
+};
+constexpr object_words node_words = {"service node", "the card has no service nodes", no_node, node_refusals};
 
-constexpr object_words group_words = {
-    "service-node group",
-    "the card has none of these service-node groups",
-    NPRM_ERROR_FDM_READ_ACTION,
+constexpr other_meaning group_refusals[] = {
     {NPRM_ERROR_FDM_WRITE_ACTION, "the group could not be written; it may exist already, or there are too many",
      "nprmctl sng show GROUP, nprmctl sng replace"},
     {NPRM_ERROR_FDM_DEL_ACTION, "the group could not be deleted; it may be absent, or flows are distributed by it",
-     "nprmctl sng show GROUP, nprmctl sng-dist show GROUP"}};
+     "nprmctl sng show GROUP, nprmctl sng-dist show GROUP"},
+};
+constexpr object_words group_words = {
+    "service-node group",
+    "the card has none of these service-node groups",
+    {NPRM_ERROR_FDM_READ_ACTION, "the group could not be read; it may be absent", "nprmctl sng show 0 --count 1024"},
+    group_refusals};
+
+constexpr other_meaning place_refusals[] = {
+    {NPRM_ERROR_FDM_WRITE_SNG_DIST, "the group may be absent, or a hash index may lead to a node already",
+     "nprmctl sng-dist show GROUP, nprmctl sng-dist replace"},
+    {NPRM_ERROR_FDM_DEL_SNG_DIST, "a hash index leads nowhere already, or the card has no such group",
+     "nprmctl sng-dist show GROUP"},
+    {NPRM_ERROR_FDM_SN_NOT_EXIST, nullptr, "nprmctl sn show, nprmctl sn add"},
+};
+constexpr object_words place_words = {"hash index",
+                                      "no hash index of the group is set, or the card has no such group",
+                                      {NPRM_ERROR_FDM_READ_SNG_DIST, "the hash index leads nowhere, or the card has no such group",
+                                       "nprmctl sng-dist show GROUP, nprmctl sng show GROUP"},
+                                      place_refusals};
 
 uint32_t node_operation(uint32_t action, uint32_t id, nprm_service_node &node) {
     const auto number = static_cast<uint8_t>(id);
@@ -40,7 +62,7 @@ int write_node(invocation &call, uint32_t action) {
                       "its secondary address, of the same IP version");
     call.number("--vlan VLAN", vlan, 0, UINT16_MAX, "the node's VLAN, 0 to 65535; 0 when not given");
     call.notes("Example: nprmctl sn add 1 192.0.2.11 192.0.2.12 --vlan 100\n");
-    arguments.read(call, "SECONDARY", may_be_mac::no);
+    arguments.read(call, "SECONDARY", allowed::ip);
     nprm_service_node node = {};
     arguments.fill(node, NPRM_SERVICE_IPV4_FLAG, arguments.first.kind == address_kind::ipv4 ? NPRM_SERVICE_IPV4_FLAG : 0);
     node.u16_1 = static_cast<uint16_t>(vlan);
@@ -84,55 +106,77 @@ nprm_distribution_group place_in(uint32_t group, uint32_t index) {
     return {{static_cast<uint8_t>(index), static_cast<uint8_t>(group & 0xFF), static_cast<uint8_t>(group >> 8)}};
 }
 
-std::string place_name(uint32_t group, uint32_t index) {
-    return "hash index " + std::to_string(index) + " of service-node group " + std::to_string(group);
-}
-
-struct place_arguments {
-    uint32_t group = 0, index = 0;
-
+// Hash indexes of one group, which one message changes: all of them or none.
+class places {
+  public:
     void declare(invocation &call) {
-        call.number("GROUP", group, 0, UINT16_MAX, group_id_help);
-        call.number("INDEX", index, 0, NPRM_SERVICE_HASH_INDEXES - 1, "the hash index, 0 to 255");
+        call.number("GROUP", group_, 0, UINT16_MAX, group_id_help);
+        call.text("INDEXES", text_, "hash indexes, 0 to 255: 7, or 0-99,200");
     }
+    void declare_dry_run(invocation &call) { call.flag("--dry-run", dry_run_, "tell message and bytes, and send nothing"); }
+
+    int change(const invocation &call, uint32_t action, nprm_distribution_member member) {
+        constexpr id_words words = {"hash index", "a hash index", "a group"};
+        const id_list list = parse_ids(text_, NPRM_SERVICE_HASH_INDEXES, words);
+        if (!list.wrong.empty()) throw usage_error("INDEXES: " + list.wrong, usage_of(call.row()));
+        const std::string names = (list.ids.size() == 1 ? "hash index " : "hash indexes ") + ids_text(list.ids) +
+                                  " of service-node group " + std::to_string(group_);
+        report result;
+        result.fact("group", nullptr, uint64_t{group_});
+        result.fact("indexes", nullptr, number_list{{list.ids.begin(), list.ids.end()}, false});
+        if (dry_run_) {
+            const uint64_t bytes = sizeof(nprm_message_header) + list.ids.size() * NPRM_RECORD_BYTES_FDM;
+            result.sentence(names + " would be " + done_word(action) + " in 1 message of " + grouped(bytes) +
+                            " bytes; nothing was sent");
+            result.fact("messages", nullptr, uint64_t{1});
+            result.fact("bytes", nullptr, bytes);
+        } else {
+            send(call, action, list.ids, member, names);
+            result.sentence(names + outcome(action, member, list.ids.size() == 1));
+        }
+        call.print(result);
+        return exit_done;
+    }
+
+  private:
+    void send(const invocation &call, uint32_t action, const std::vector<uint32_t> &indexes, nprm_distribution_member member,
+              const std::string &names) const {
+        std::vector<nprm_distribution_group> groups;
+        groups.reserve(indexes.size());
+        for (const uint32_t index : indexes)
+            groups.push_back(place_in(group_, index));
+        std::vector<nprm_distribution_member> members(indexes.size(), member);
+        const auto count = static_cast<uint32_t>(indexes.size());
+        connect_to_server(call);
+        change_with_meanings(
+            names + (count == 1 ? " was not " : " were not ") + done_word(action),
+            [&] { return nprm_sng_dist_op(action, count, groups.data(), members.data()); }, place_words.refusals);
+    }
+    static std::string outcome(uint32_t action, nprm_distribution_member member, bool one) {
+        if (action == NPRM_SERVICE_DELETE) return one ? " leads nowhere" : " lead nowhere";
+        const std::string node = "service node " + std::to_string(member.byte[1]);
+        if ((member.byte[0] & NPRM_SERVICE_MEMBER_VALID) != 0) return (one ? " leads to " : " lead to ") + node;
+        return (one ? " is not valid; it names " : " are not valid; they name ") + node;
+    }
+
+    uint32_t group_ = 0;
+    std::string text_;
+    bool dry_run_ = false;
 };
 
-int change_place(const invocation &call, const place_arguments &at, uint32_t action, nprm_distribution_member member) {
-    constexpr other_meaning refused_write = {NPRM_ERROR_FDM_WRITE_SNG_DIST,
-                                             "the group may be absent, or the hash index may lead to a node already",
-                                             "nprmctl sng-dist show GROUP, nprmctl sng-dist replace"};
-    connect_to_server(call);
-    change(
-        place_name(at.group, at.index) + " was not " + done_word(action),
-        [&] {
-            const nprm_distribution_group group = place_in(at.group, at.index);
-            return nprm_sng_dist_op(action, 1, &group, &member);
-        },
-        action == NPRM_SERVICE_DELETE ? nullptr : &refused_write);
-    const std::string node = "service node " + std::to_string(member.byte[1]);
-    const bool leads = (member.byte[0] & NPRM_SERVICE_MEMBER_VALID) != 0;
-    report result;
-    result.sentence(place_name(at.group, at.index) + (action == NPRM_SERVICE_DELETE
-                                                          ? " leads nowhere"
-                                                          : (leads ? " leads to " : " is not valid; it names ") + node));
-    result.fact("group", nullptr, uint64_t{at.group});
-    result.fact("index", nullptr, uint64_t{at.index});
-    call.print(result);
-    return exit_done;
-}
-
-int write_place(invocation &call, uint32_t action) {
-    place_arguments at;
+int write_places(invocation &call, uint32_t action) {
+    places at;
     uint32_t node = 0, flags = 0;
     bool invalid = false;
     at.declare(call);
-    call.number("NODE", node, 0, UINT8_MAX, "the number of the service node that it leads to, 0 to 255");
-    call.flag("--invalid", invalid, "write it as not valid: it leads to no node yet");
-    call.number("--flags FLAGS", flags, 0, 127, "the other seven bits of the member's flags, 0 to 127");
-    call.notes("Example: nprmctl sng-dist add 7 0 1\n");
+    call.number("NODE", node, 0, UINT8_MAX, "the number of the service node that they lead to, 0 to 255");
+    call.flag("--invalid", invalid, "write them as not valid: they lead to no node yet");
+    call.number("--flags FLAGS", flags, 0, 127, "the other seven bits of the members' flags, 0 to 127");
+    at.declare_dry_run(call);
+    call.notes("One message has all of them: the card changes all or none.\nExample: nprmctl sng-dist add 7 0-255 1\n");
     call.parse();
     const uint32_t bits = flags << 1 | (invalid ? 0U : uint32_t{NPRM_SERVICE_MEMBER_VALID});
-    return change_place(call, at, action, {{static_cast<uint8_t>(bits), static_cast<uint8_t>(node)}});
+    return at.change(call, action, {{static_cast<uint8_t>(bits), static_cast<uint8_t>(node)}});
 }
 
 }  // namespace
@@ -211,19 +255,20 @@ int sng_show(invocation &call) {
 }
 
 int sng_dist_add(invocation &call) {
-    return write_place(call, NPRM_SERVICE_ADD);
+    return write_places(call, NPRM_SERVICE_ADD);
 }
 
 int sng_dist_replace(invocation &call) {
-    return write_place(call, NPRM_SERVICE_REPLACE);
+    return write_places(call, NPRM_SERVICE_REPLACE);
 }
 
 int sng_dist_delete(invocation &call) {
-    place_arguments at;
+    places at;
     at.declare(call);
-    call.notes("Example: nprmctl sng-dist delete 7 0\n");
+    at.declare_dry_run(call);
+    call.notes("One message has all of them: the card changes all or none.\nExample: nprmctl sng-dist delete 7 0-99,200\n");
     call.parse();
-    return change_place(call, at, NPRM_SERVICE_DELETE, {});
+    return at.change(call, NPRM_SERVICE_DELETE, {});
 }
 
 int sng_dist_show(invocation &call) {
@@ -232,8 +277,6 @@ int sng_dist_show(invocation &call) {
     call.number("[INDEX]", index, 0, NPRM_SERVICE_HASH_INDEXES - 1, "the hash index, 0 to 255; all that are set when not given");
     call.notes("Example: nprmctl sng-dist show 7\n");
     call.parse();
-    constexpr object_words words = {
-        "hash index", "no hash index of the group is set, or the card has no such group", NPRM_ERROR_FDM_READ_SNG_DIST, {}, {}};
     const bool one = call.given("INDEX");
     const auto operation = [group](uint32_t at, nprm_distribution_member &member) {
         const nprm_distribution_group place = place_in(group, at);
@@ -243,7 +286,7 @@ int sng_dist_show(invocation &call) {
         return {uint64_t{at}, (member.byte[0] & NPRM_SERVICE_MEMBER_VALID) != 0, uint64_t{member.byte[1]},
                 uint64_t{static_cast<uint32_t>(member.byte[0] >> 1)}};
     };
-    return show_objects<nprm_distribution_member>(call, words, "members",
+    return show_objects<nprm_distribution_member>(call, place_words, "members",
                                                   {{"index", "index"}, {"valid", "valid"}, {"node", "node"}, {"flags", "flags"}},
                                                   index, one ? 1 : uint32_t{NPRM_SERVICE_HASH_INDEXES}, !one, operation, cells);
 }

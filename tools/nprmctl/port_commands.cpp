@@ -6,6 +6,7 @@
 #include "port_text.h"
 #include "server.h"
 #include "service_text.h"
+#include "id_list.h"
 #include "simcard/nprm_simcard.h"
 
 #include <algorithm>
@@ -14,12 +15,14 @@
 
 namespace {
 
-constexpr uint32_t ports_shown_most = 256;  // ports that are asked for when no port is named
+constexpr uint32_t ports_shown_most = 256;  // ports that are asked for when no port is named, and that a list may name
 
 constexpr const char *speeds[] = {"10M", "100M", "1000M", "10G", "40G", "100G"};
 constexpr const char *switches[] = {"off", "on"};
 constexpr const char *links[] = {"down", "up"};
 constexpr const char *leds[] = {"off", "green", "amber", "blink"};
+
+constexpr other_meaning no_such_port = {NPRM_ERROR_ETHMON_INVALID_PORT, nullptr, "nprmctl port show"};
 
 using mac_address = std::array<uint8_t, NPRM_MAC_ADDRESS_BYTES>;
 
@@ -49,6 +52,21 @@ std::optional<port_settings> settings_of(uint32_t port) {
     return now;
 }
 
+failure absent_port(uint32_t port) {
+    failure problem = refusal("there is no " + port_name(port), no_such_port.code);
+    problem.next = no_such_port.next;
+    return problem;
+}
+
+// A single port may have any number.
+std::vector<uint32_t> ports_argument(const invocation &call, const std::string &text) {
+    if (const auto port = decimal<uint32_t>(text)) return {*port};
+    constexpr id_words words = {"port", "a port's number, 0 to 4294967295,", "a list"};
+    id_list list = parse_ids(text, ports_shown_most, words);
+    if (!list.wrong.empty()) throw usage_error("PORTS: " + list.wrong, usage_of(call.row()));
+    return std::move(list.ids);
+}
+
 // A setting of one word: its option, and the operation that sets it.
 struct word_setting {
     const char *option, *name;
@@ -59,6 +77,20 @@ constexpr word_setting word_settings[] = {
     {"--link", "link state", links, nprm_mac_if_set_link_state},
     {"--speed", "speed", speeds, nprm_mac_if_set_speed},
     {"--negotiate", "negotiation", switches, nprm_mac_if_set_negotiate},
+};
+
+constexpr const char *values_of_settings = "nprmctl help port set tells what ports of the simulated card take";
+constexpr other_meaning setting_refusals[] = {
+    no_such_port,
+    {NPRM_ERROR_ETHMON_SET_LINK_MV, nullptr, values_of_settings},
+    {NPRM_ERROR_ETHMON_SET_SPEED_MV, "the speed could not be set; the port may not have it", values_of_settings},
+    {NPRM_ERROR_ETHMON_SET_NEGO_MV, "negotiation could not be set; the port may not negotiate", values_of_settings},
+    {NPRM_ERROR_ETHMON_SET_MTU_NPA, "the MTU could not be set; it may be too small or too large", values_of_settings},
+    {NPRM_ERROR_ETHMON_SET_MACADDR_NPA, "the MAC address could not be set; it may be 0 or a group's", values_of_settings},
+};
+constexpr other_meaning led_refusals[] = {
+    no_such_port,
+    {NPRM_ERROR_PARAM, nullptr, "off, green, amber and blink are what the simulated card takes"},
 };
 
 struct counter_row {
@@ -74,13 +106,14 @@ static_assert(std::size(counter_rows) == NPRM_PORT_COUNTERS, "every counter has 
 }  // namespace
 
 int port_show(invocation &call) {
-    uint32_t port = 0;
-    call.number("[PORT]", port, 0, port_most, port_help);
+    std::string text;
+    call.text("[PORTS]", text, "a port's number, from 0, or a list such as 0-3,8; 0 to 15 on the simulated card");
     call.notes(
-        "Without PORT all ports, from 0 up to the first that the card does not have.\nExample: nprmctl port show 3 --json\n");
+        "Without PORTS all ports, from 0 up to the first that the card does not have.\nExample: nprmctl port show 3 --json\n");
     call.parse();
+    const bool all = !call.given("PORTS");
+    const std::vector<uint32_t> named = all ? std::vector<uint32_t>() : ports_argument(call, text);
     connect_to_server(call);
-    const bool one = call.given("[PORT]");
     report shown;
     shown.table("ports", {{"port", "port"},
                           {"link", "link"},
@@ -89,13 +122,13 @@ int port_show(invocation &call) {
                           {"negotiation", "negotiation"},
                           {"mtu", "MTU"},
                           {"mac", "MAC address"}});
-    for (uint32_t at = one ? port : 0; one || at < ports_shown_most; ++at) {
-        const auto now = settings_of(at);
-        if (!now && (one || at == 0)) throw refusal("there is no " + port_name(at), NPRM_ERROR_ETHMON_INVALID_PORT);
+    for (uint32_t i = 0; i < (all ? size_t{ports_shown_most} : named.size()); ++i) {
+        const uint32_t port = all ? i : named[i];
+        const auto now = settings_of(port);
+        if (!now && (!all || i == 0)) throw absent_port(port);
         if (!now) break;
-        shown.row({uint64_t{at}, word_of(links, now->link), word_of(speeds, now->speed), uint64_t{now->speed},
+        shown.row({uint64_t{port}, word_of(links, now->link), word_of(speeds, now->speed), uint64_t{now->speed},
                    word_of(switches, now->negotiation), uint64_t{now->mtu}, text_of(now->address)});
-        if (one) break;
     }
     call.print(shown);
     return exit_done;
@@ -113,6 +146,8 @@ int port_set(invocation &call) {
     call.notes(
         "Settings are made one after the other; the first that is refused ends the command, those before it stay.\n"
         "Numbers stand for values that have no word.\n"
+        "On the simulated card ports 0 to 7 take 1000M and 10G and do not negotiate; the others take 10M to 1000M.\n"
+        "Its MTUs are 64 to 9216, its MAC addresses those of one station.\n"
         "Example: nprmctl port set 8 --speed 100M --negotiate off --mtu 9000\n");
     call.parse();
     std::vector<std::pair<std::string, std::function<uint32_t()>>> wanted;
@@ -131,7 +166,9 @@ int port_set(invocation &call) {
     connect_to_server(call);
     std::string set;
     for (const auto &[name, operation] : wanted) {
-        change("the " + name + " of " + port_name(port) + " was not set" + (set.empty() ? "" : " (" + set + " was)"), operation);
+        change_with_meanings(
+            "the " + name + " of " + port_name(port) + " was not set" + (set.empty() ? "" : " (set before: " + set + ")"),
+            operation, setting_refusals);
         set += (set.empty() ? "" : ", ") + name;
     }
     report done;
@@ -154,8 +191,9 @@ int port_counters(invocation &call) {
     call.parse();
     connect_to_server(call);
     uint32_t counters[NPRM_PORT_COUNTERS] = {};
-    learn("the counters of " + port_name(port) + " are not known",
-          [&] { return nprm_mac_if_get_counters(port, counters, clear ? 1 : 0); });
+    const answer given = ask([&] { return nprm_mac_if_get_counters(port, counters, clear ? 1 : 0); });
+    if (given.code == no_such_port.code) throw absent_port(port);
+    if (given.code != NPRM_OK) throw unknown_for("the counters of " + port_name(port) + " are not known", given);
     report told;
     told.fact("port", nullptr, uint64_t{port});
     told.table("counters", {{"index", "place"}, {"name", nullptr}, {"meaning", "what"}, {"count", "count"}});
@@ -179,7 +217,8 @@ int port_led(invocation &call) {
     call.parse();
     const uint32_t value = value_of(call, "LED", leds, text);
     connect_to_server(call);
-    change("the LED of " + port_name(port) + " was not set", [&] { return nprm_set_port_led(port, value); });
+    change_with_meanings(
+        "the LED of " + port_name(port) + " was not set", [&] { return nprm_set_port_led(port, value); }, led_refusals);
     report done;
     done.sentence("the LED of " + port_name(port) + " is set to " + word_of(leds, value));
     done.fact("port", nullptr, uint64_t{port});

@@ -12,7 +12,7 @@ progress_line::progress_line(const invocation &call, uint64_t all, const char *m
     : all_(all), many_(many), is_shown_(!call.json() && isatty(STDERR_FILENO) != 0) {}
 
 progress_line::~progress_line() {
-    if (is_shown_) std::fputs("\r\033[K", stderr);
+    clear();
 }
 
 void progress_line::show(uint64_t done) {
@@ -25,4 +25,9 @@ void progress_line::show(uint64_t done) {
     const std::string rate =
         seconds > 0 ? ", " + grouped(static_cast<uint64_t>(static_cast<double>(done) / seconds)) + " a second" : "";
     std::fprintf(stderr, "\r%s%s %s%s\033[K", grouped(done).c_str(), of_all.c_str(), many_, rate.c_str());
+}
+
+void progress_line::clear() {
+    if (is_shown_) std::fputs("\r\033[K", stderr);
+    is_shown_ = false;
 }

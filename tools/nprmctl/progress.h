@@ -16,6 +16,8 @@ class progress_line {
     progress_line &operator=(const progress_line &) = delete;
 
     void show(uint64_t done);
+    // Ends the line, for what is said next.
+    void clear();
 
   private:
     using clock = std::chrono::steady_clock;

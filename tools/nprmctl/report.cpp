@@ -28,6 +28,12 @@ struct as_text {
         if (!std::isfinite(value.number)) return "-";
         return rounded(value) + (value.unit.empty() ? "" : " " + value.unit);
     }
+    std::string operator()(const number_list &list) const {
+        std::string text;
+        for (const uint64_t number : list.numbers)
+            text += (text.empty() ? "" : " ") + std::to_string(number);
+        return text + (list.has_more ? " ..." : "");
+    }
 };
 
 struct as_fact : as_text {
@@ -42,6 +48,7 @@ struct as_json {
         if (!std::isfinite(value.number)) return nullptr;
         return std::strtod(rounded(value).c_str(), nullptr);
     }
+    nlohmann::ordered_json operator()(const number_list &list) const { return list.numbers; }
     template <typename value>
     nlohmann::ordered_json operator()(const value &content) const {
         return content;
@@ -134,7 +141,8 @@ std::string report::text() const {
         bool numbers = true;
         for (size_t row = 0; row < rows_.size(); ++row) {
             const cell &value = rows_[row][i];
-            numbers = numbers && !std::holds_alternative<std::string>(value) && !std::holds_alternative<bool>(value);
+            numbers = numbers && !std::holds_alternative<std::string>(value) && !std::holds_alternative<bool>(value) &&
+                      !std::holds_alternative<number_list>(value);
             rows[row].push_back(std::visit(as_text{}, value));
         }
         to_the_right.push_back(numbers);

@@ -18,8 +18,16 @@ struct decimal_value {
     bool operator==(const decimal_value &) const = default;
 };
 
+// "3 1 2", with "..." when there are more; in JSON an array.
+struct number_list {
+    std::vector<uint64_t> numbers;
+    bool has_more;
+
+    bool operator==(const number_list &) const = default;
+};
+
 // monostate: empty text, JSON null
-using cell = std::variant<std::monostate, std::string, uint64_t, bool, decimal_value>;
+using cell = std::variant<std::monostate, std::string, uint64_t, bool, decimal_value, number_list>;
 
 struct column {
     const char *key;      // in JSON

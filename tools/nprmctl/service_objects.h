@@ -11,12 +11,13 @@
 
 #include <cstring>
 #include <optional>
+#include <span>
 
 struct object_words {
-    const char *name;                 // "service node"
-    const char *absent;               // "the card has no service nodes"
-    uint32_t not_exist;               // the code of a read
-    other_meaning exists, is_in_use;  // what an add or a delete may be refused with
+    const char *name;                         // "service node"
+    const char *absent;                       // "the card has no service nodes"
+    other_meaning not_exist;                  // what a read is refused with; no meaning of its own: null
+    std::span<const other_meaning> refusals;  // what an add, a replace or a delete may be refused with
 };
 
 // What a command is about, and what it did: "service node 9 is added".
@@ -35,24 +36,39 @@ inline const char *done_word(uint32_t action) {
 inline int change_object(const invocation &call, const object_words &words, uint32_t action, uint32_t id,
                          const std::function<uint32_t()> &operation) {
     const std::string name = std::string(words.name) + " " + std::to_string(id);
-    const other_meaning *other = action == NPRM_SERVICE_ADD      ? &words.exists
-                                 : action == NPRM_SERVICE_DELETE ? &words.is_in_use
-                                                                 : nullptr;
     connect_to_server(call);
-    change(name + " was not " + done_word(action), operation, other);
+    change_with_meanings(name + " was not " + done_word(action), operation, words.refusals);
     report_done(call, name, done_word(action), "id", id);
     return exit_done;
+}
+
+// A record that is still as it was may be one that the answer lacks: the library leaves those alone.  What stays as it was twice,
+// with other bytes each time, did not come.
+template <class record>
+answer read_record(record &into, const std::function<uint32_t(record &)> &operation) {
+    for (const int mark : {0, 0xFF}) {
+        record before;
+        std::memset(static_cast<void *>(&before), mark, sizeof before);
+        into = before;
+        answer given = ask([&] { return operation(into); });
+        if (given.code != NPRM_OK || std::memcmp(&into, &before, sizeof before) != 0) return given;
+    }
+    return {NPRM_ERROR, false, "The answer lacks the record."};
 }
 
 // Reads one; none when the card has no such object and the command shows all that there are.
 template <class record>
 std::optional<record> read_object(const object_words &words, uint32_t id, bool may_be_absent,
                                   const std::function<uint32_t(record &)> &operation) {
-    record read = {};
-    const answer given = ask([&] { return operation(read); });
+    record read;
+    answer given = read_record(read, operation);
     if (given.code == NPRM_OK) return read;
-    if (may_be_absent && given.code == words.not_exist) return std::nullopt;
-    throw unknown_for(std::string(words.name) + " " + std::to_string(id) + " cannot be read", given);
+    const bool is_absent = given.code == words.not_exist.code;
+    if (is_absent && may_be_absent) return std::nullopt;
+    if (is_absent) given.meaning = words.not_exist.meaning;
+    failure problem = unknown_for(std::string(words.name) + " " + std::to_string(id) + " cannot be read", given);
+    if (is_absent && words.not_exist.next != nullptr) problem.next = words.not_exist.next;
+    throw problem;
 }
 
 // One object field by field, or a table of those from an id on.
@@ -95,9 +111,9 @@ struct addressed_arguments {
         call.number("--flags FLAGS", flags, 0, UINT8_MAX,
                     "the flag byte, 0 to 255; its bits for the address's kind follow from ADDRESS");
     }
-    void read(invocation &call, const char *second_name, may_be_mac mac) {
+    void read(invocation &call, const char *second_name, allowed kinds) {
         call.parse();
-        first = address_argument(call, "ADDRESS", first_text, mac);
+        first = address_argument(call, "ADDRESS", first_text, kinds);
         second = second_address(call, second_name, second_text, first.kind);
     }
     template <class record>
@@ -107,6 +123,9 @@ struct addressed_arguments {
         std::memcpy(to.address_b, second.bytes, sizeof to.address_b);
     }
 };
+
+inline constexpr const char *without_address = "an argument is not valid; the address may be 0";
+inline constexpr const char *wrong_secondary = "the secondary address is not valid; it may be the first one again";
 
 template <class record>
 address_kind ip_kind(const record &of, uint32_t ipv4_flag) {

@@ -43,25 +43,26 @@ bool read_mac(const std::string &text, uint8_t *bytes) {
 
 }  // namespace
 
-service_address address_argument(const invocation &call, const char *name, const std::string &text, may_be_mac mac) {
+service_address address_argument(const invocation &call, const char *name, const std::string &text, allowed kinds) {
     const bool whole = text.find('\0') == std::string::npos;
     if (service_address address; whole && read_ipv4(text, address)) return address;
     if (service_address address; whole && read_ipv6(text, address)) return address;
-    if (service_address address; mac == may_be_mac::yes && read_mac(text, address.bytes)) {
+    if (kinds == allowed::any && text == "none") return {};
+    if (service_address address; kinds == allowed::any && read_mac(text, address.bytes)) {
         address.kind = address_kind::mac;
         return address;
     }
     throw usage_error(std::string(name) + " is " + in_quotes(text) + ", it must be an IPv4 or IPv6 address" +
-                          (mac == may_be_mac::yes ? ", or a MAC address such as 00:11:22:33:44:55" : ""),
+                          (kinds == allowed::any ? ", a MAC address such as 00:11:22:33:44:55, or none" : ""),
                       usage_of(call.row()));
 }
 
 service_address second_address(const invocation &call, const char *name, const std::string &text, address_kind first) {
     if (text.empty()) return {};
-    if (first == address_kind::mac)
-        throw usage_error(std::string(name) + " is " + in_quotes(text) + ", with a MAC address there is none",
+    if (first == address_kind::mac || first == address_kind::none)
+        throw usage_error(std::string(name) + " is " + in_quotes(text) + ", it is given behind an IP address only",
                           usage_of(call.row()));
-    const service_address address = address_argument(call, name, text, may_be_mac::no);
+    const service_address address = address_argument(call, name, text, allowed::ip);
     if (address.kind != first)
         throw usage_error(std::string(name) + " is " + in_quotes(text) + ", it must be of the same IP version as the first address",
                           usage_of(call.row()));

@@ -19,10 +19,11 @@ struct service_address {
     uint8_t bytes[16] = {};
 };
 
-enum class may_be_mac : uint8_t { no, yes };
+// any: a MAC address, or "none", too
+enum class allowed : uint8_t { ip, any };
 
 // The argument `name`; throws a failure of exit status 2 that names it.
-service_address address_argument(const invocation &call, const char *name, const std::string &text, may_be_mac mac);
+service_address address_argument(const invocation &call, const char *name, const std::string &text, allowed kinds);
 // The same, of an argument that may be empty and must be of the first one's kind otherwise.
 service_address second_address(const invocation &call, const char *name, const std::string &text, address_kind first);
 

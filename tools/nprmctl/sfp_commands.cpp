@@ -87,8 +87,9 @@ std::string state_of(const sfp_monitoring &told) {
     return states.empty() ? "ok" : joined(states);
 }
 
-void add_monitoring(report &shown, const sfp_monitoring &told, bool by_reader) {
-    shown.fact("calibrated_by", "calibrated by", std::string(by_reader ? "the reader" : "the module"));
+void add_monitoring(report &shown, const sfp_identification &module, const memory_bytes &memory) {
+    const sfp_monitoring told = decode_monitoring(memory, module);
+    shown.fact("calibrated_by", "calibrated by", std::string(module.is_calibrated_by_reader ? "the reader" : "the module"));
     shown.fact("monitoring_sum_is_right", nullptr, told.sum_is_right);
     shown.fact("monitoring_sum", "monitoring sum", sum_text(told.sum_is_right));
     shown.fact("state", "state", state_of(told));
@@ -120,7 +121,7 @@ std::string hex_dump(const memory_bytes &bytes) {
     std::string text;
     for (size_t row = 0; row < bytes.size(); row += 16) {
         char part[16];
-        std::snprintf(part, sizeof part, "%02zx ", row);
+        std::snprintf(part, sizeof part, "%02x ", static_cast<unsigned>(row));
         text += part;
         for (size_t i = row; i < row + 16; ++i) {
             std::snprintf(part, sizeof part, " %02x", bytes[i]);
@@ -160,14 +161,16 @@ int sfp_show(invocation &call) {
     report shown;
     if (!offline) shown.fact("port", "port", uint64_t{port});
     add_identification(shown, told);
-    if (told.needs_address_change)
+    if (call.given("--monitor"))
+        add_monitoring(shown, told, read_image(monitor));
+    else if (!told.has_monitoring)
+        shown.fact("monitoring_note", "monitoring", std::string("none"));
+    else if (told.needs_address_change)
         shown.fact("monitoring_note", "monitoring", std::string("not readable without a change of address"));
-    else if (offline ? call.given("--monitor") : told.has_monitoring)
-        add_monitoring(shown,
-                       decode_monitoring(offline ? read_image(monitor) : read_monitoring(port), told.is_calibrated_by_reader),
-                       told.is_calibrated_by_reader);
+    else if (offline)
+        shown.fact("monitoring_note", "monitoring", std::string("not given"));
     else
-        shown.fact("monitoring_note", "monitoring", std::string(told.has_monitoring ? "not given" : "none"));
+        add_monitoring(shown, told, read_monitoring(port));
     call.print(shown);
     return exit_done;
 }

@@ -130,7 +130,20 @@ class calibration {
 // What one step of a calibrated value is worth.
 constexpr std::array<double, sfp_quantity_count> steps = {1.0 / 256, 1e-4, 2e-3, 1e-4, 1e-4};
 
-sfp_mark mark_of(sfp_memory memory, size_t which) {
+// For modules without flags.  Limits that are no range are not filled in.
+sfp_mark mark_by_limits(const sfp_reading &reading) {
+    if (reading.alarm_low < reading.alarm_high) {
+        if (reading.now > reading.alarm_high) return sfp_mark::alarm_high;
+        if (reading.now < reading.alarm_low) return sfp_mark::alarm_low;
+    }
+    if (reading.warning_low < reading.warning_high) {
+        if (reading.now > reading.warning_high) return sfp_mark::warning_high;
+        if (reading.now < reading.warning_low) return sfp_mark::warning_low;
+    }
+    return sfp_mark::none;
+}
+
+sfp_mark mark_by_flags(sfp_memory memory, size_t which) {
     const uint32_t high = 0x8000U >> (2 * which), low = high >> 1;
     const uint32_t alarms = u16_at(memory, 112), warnings = u16_at(memory, 116);
     if ((alarms & high) != 0) return sfp_mark::alarm_high;
@@ -176,19 +189,22 @@ sfp_identification decode_identification(sfp_memory memory) {
     told.has_monitoring = (memory[92] & 0x40) != 0;
     told.is_calibrated_by_reader = (memory[92] & 0x10) != 0;
     told.needs_address_change = (memory[92] & 0x04) != 0;
+    told.has_flags = (memory[93] & 0x80) != 0;
     return told;
 }
 
-sfp_monitoring decode_monitoring(sfp_memory memory, bool by_reader) {
+sfp_monitoring decode_monitoring(sfp_memory memory, const sfp_identification &module) {
     sfp_monitoring told = {};
-    const calibration calibrated(memory, by_reader);
+    const calibration calibrated(memory, module.is_calibrated_by_reader);
     for (size_t i = 0; i < sfp_quantity_count; ++i) {
         const auto value_at = [&](size_t offset) {
             const double raw = i == sfp_temperature ? signed_at(memory, offset) : u16_at(memory, offset);
             return calibrated(i, raw) * steps[i];
         };
-        told.readings[i] = {value_at(96 + 2 * i), value_at(8 * i + 2), value_at(8 * i + 6),
-                            value_at(8 * i + 4),  value_at(8 * i),     mark_of(memory, i)};
+        sfp_reading &reading = told.readings[i];
+        reading = {value_at(96 + 2 * i), value_at(8 * i + 2), value_at(8 * i + 6),
+                   value_at(8 * i + 4),  value_at(8 * i),     sfp_mark::none};
+        reading.mark = module.has_flags ? mark_by_flags(memory, i) : mark_by_limits(reading);
     }
     told.sum_is_right = sums_up(memory, 0, 95);
     told.is_transmit_disabled = (memory[110] & 0x80) != 0;

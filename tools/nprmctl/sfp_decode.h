@@ -23,13 +23,14 @@ struct sfp_identification {
     std::vector<std::string> reach;         // "10 km of single-mode fibre"
     bool base_sum_is_right, extended_sum_is_right;
     bool has_monitoring, is_calibrated_by_reader, needs_address_change;
+    bool has_flags;  // for alarms and warnings, of all that it monitors
 };
 
 enum class sfp_mark : uint8_t { none, warning_low, warning_high, alarm_low, alarm_high };
 
 struct sfp_reading {
     double now, alarm_low, warning_low, warning_high, alarm_high;
-    sfp_mark mark;  // what the module's own flags say; an alarm covers a warning
+    sfp_mark mark;  // what the module's own flags say, or its limits when it has none; an alarm covers a warning
 };
 
 enum sfp_quantity : uint8_t { sfp_temperature, sfp_voltage, sfp_bias, sfp_sent, sfp_received, sfp_quantity_count };
@@ -47,8 +48,8 @@ struct sfp_quantity_name {
 extern const std::array<sfp_quantity_name, sfp_quantity_count> sfp_quantity_names;
 
 sfp_identification decode_identification(sfp_memory memory);
-// by_reader: the values are raw, and converted with the constants that the memory tells
-sfp_monitoring decode_monitoring(sfp_memory memory, bool by_reader);
+// module: whose it is.  Calibrated by the reader, its values are raw, and converted with the constants that the memory tells
+sfp_monitoring decode_monitoring(sfp_memory memory, const sfp_identification &module);
 
 const char *mark_text(sfp_mark mark);
 // Of a power in milliwatts; nothing for no light at all.

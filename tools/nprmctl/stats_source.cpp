@@ -5,12 +5,13 @@
 #include "input_file.h"
 #include "invocation.h"
 #include "server.h"
-#include "stats_ids.h"
+#include "id_list.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <numeric>
 
 #include <fcntl.h>
@@ -96,7 +97,7 @@ void stats_source::attach_again() {
     do_or_throw("the statistics were not attached", nprm_stats_client_init);
 }
 
-std::vector<nprm_stats_counter> stats_source::read(uint32_t table, const std::vector<uint32_t> &ids) {
+std::vector<nprm_stats_counter> stats_source::read(uint32_t table, const std::vector<uint32_t> &ids, bool and_clear) {
     const nprm_stats_table &row = stats_tbl_def[table];
     const bool is_shared = table >= NPRM_STATS_FIRST_SHARED_TABLE;
     std::vector<nprm_stats_counter> counters(ids.size() * row.counters_per_entry);
@@ -107,8 +108,9 @@ std::vector<nprm_stats_counter> stats_source::read(uint32_t table, const std::ve
         void *data = nullptr;
         std::vector<uint32_t> wanted = ids;
         do_or_throw("table " + std::to_string(table) + " was not read", [&] {
+            const uint32_t operation = and_clear ? NPRM_STATS_READ_CLEAR : NPRM_STATS_READ;
             return static_cast<uint32_t>(
-                nprm_stats_op(table, NPRM_STATS_READ, static_cast<uint32_t>(wanted.size()), wanted.data(), &data));
+                nprm_stats_op(table, operation, static_cast<uint32_t>(wanted.size()), wanted.data(), &data));
         });
         const std::unique_ptr<void, decltype(&std::free)> owned(data, &std::free);
         if (!counters.empty()) std::memcpy(counters.data(), data, counters.size() * sizeof(nprm_stats_counter));
@@ -141,4 +143,15 @@ void change_table(const invocation &call, const std::string &what, uint32_t tabl
     do_or_throw(what, [&] {
         return static_cast<uint32_t>(nprm_stats_op(table, operation, static_cast<uint32_t>(ids.size()), ids.data(), nullptr));
     });
+}
+
+void write_entry(const invocation &call, uint32_t table, uint32_t entry, const std::vector<nprm_stats_counter> &counters) {
+    connect(call);
+    const size_t bytes = counters.size() * sizeof(nprm_stats_counter);
+    void *data = std::malloc(bytes);  // the library releases it when the write fails
+    if (data == nullptr) throw std::bad_alloc();
+    std::memcpy(data, counters.data(), bytes);
+    do_or_throw("the counters were not written",
+                [&] { return static_cast<uint32_t>(nprm_stats_op(table, NPRM_STATS_WRITE, 1, &entry, &data)); });
+    std::free(data);
 }

@@ -33,8 +33,8 @@ class stats_source {
     // Goes on with the segment that is there now: a restarted card may have made another one.  Throws a failure.
     static void attach_again();
     // counters_per_entry slots for each id, in their order.  Tables 0 to 6 need the card; the others need only its segment, so
-    // that they can be read when the card is gone.  Throws a failure.
-    std::vector<nprm_stats_counter> read(uint32_t table, const std::vector<uint32_t> &ids);
+    // that they can be read when the card is gone.  and_clear: the card's become 0.  Throws a failure.
+    std::vector<nprm_stats_counter> read(uint32_t table, const std::vector<uint32_t> &ids, bool and_clear = false);
 
   private:
     const invocation &call_;
@@ -46,5 +46,7 @@ class stats_source {
 // Asks the library; its operations return 1 when they are done.
 void change_statistics(const invocation &call, const std::string &what, uint32_t (*operation)());
 void change_table(const invocation &call, const std::string &what, uint32_t table, uint32_t operation, std::vector<uint32_t> &ids);
+// Makes these slots the entry's counters.
+void write_entry(const invocation &call, uint32_t table, uint32_t entry, const std::vector<nprm_stats_counter> &counters);
 
 #endif

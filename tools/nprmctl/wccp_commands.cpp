@@ -6,16 +6,20 @@ namespace {
 
 constexpr const char *entry_id_help = "the entry's number, 0 to 255";
 
-constexpr object_words entry_words = {
-    "WCCP entry",
-    "the card has no WCCP entries",
-    NPRM_ERROR_WCCP_NOT_EXIST,
+constexpr other_meaning no_entry = {NPRM_ERROR_WCCP_NOT_EXIST, "the card has no such entry", "nprmctl wccp show"};
+constexpr other_meaning entry_refusals[] = {
+    no_entry,
     {NPRM_ERROR_WCCP_WRITE_WCCP, "the entry could not be written; it may exist already", "nprmctl wccp show, nprmctl wccp replace"},
-    {NPRM_ERROR_WCCP_DEL_WCCP, "the entry could not be deleted", "nprmctl wccp show"}};
+    {NPRM_ERROR_WCCP_DEL_WCCP, "the entry could not be deleted", "nprmctl wccp show"},
+    {NPRM_ERROR_WCCP_MAX, "no more entries can be made", "nprmctl wccp show, nprmctl wccp delete"},
+    {NPRM_ERROR_PARAM, without_address, nullptr},
+};
+constexpr object_words entry_words = {"WCCP entry", "the card has no WCCP entries", no_entry, entry_refusals};
 
 constexpr uint32_t kind_bits = NPRM_WCCP_MAC_FLAG | NPRM_WCCP_IPV4_FLAG | NPRM_WCCP_IPV6_FLAG;
 
 uint32_t flag_of(address_kind kind) {
+    if (kind == address_kind::none) return 0;
     if (kind == address_kind::mac) return NPRM_WCCP_MAC_FLAG;
     return kind == address_kind::ipv4 ? NPRM_WCCP_IPV4_FLAG : NPRM_WCCP_IPV6_FLAG;
 }
@@ -34,10 +38,10 @@ uint32_t entry_operation(uint32_t action, uint32_t id, nprm_wccp_entry &entry) {
 
 int write_entry(invocation &call, uint32_t action) {
     addressed_arguments arguments;
-    arguments.declare(call, entry_id_help, "the server's IPv4, IPv6 or MAC address", "[ROUTER]",
-                      "the router's address, of the same IP version; none with a MAC address");
+    arguments.declare(call, entry_id_help, "the server's IPv4, IPv6 or MAC address, or none", "[ROUTER]",
+                      "the router's address, of the same IP version; else none");
     call.notes("Example: nprmctl wccp add 1 192.0.2.11 192.0.2.1\n");
-    arguments.read(call, "ROUTER", may_be_mac::yes);
+    arguments.read(call, "ROUTER", allowed::any);
     nprm_wccp_entry entry = {};
     arguments.fill(entry, kind_bits, flag_of(arguments.first.kind));
     return change_object(call, entry_words, action, arguments.id, [&] { return entry_operation(action, arguments.id, entry); });

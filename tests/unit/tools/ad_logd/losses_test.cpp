@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -85,6 +86,58 @@ TEST(Losses, OfAFollowerAreToldWhenItReadsAgain) {
     EXPECT_TRUE(out.is_waiting());
     EXPECT_THAT(rest_of(out, reads.get()), HasSubstr("\"text\":\"1 record lost here: this reader is too slow\"}\n"));
     EXPECT_EQ(out.lost(), 1U);
+}
+
+class Followers : public testing::Test {
+  protected:
+    Followers() : listener_(bind_place(files_ / "follow", SOCK_STREAM, 0600)) {
+        EXPECT_EQ(listen(listener_.get(), static_cast<int>(follow_sink::followers_max) + 1), 0);
+    }
+    unique_fd connected() const {
+        const sockaddr_un address = address_of(files_ / "follow");
+        unique_fd made(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        EXPECT_EQ(connect(made.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+        return made;
+    }
+
+    const scratch_directory files_;
+    unique_fd listener_;
+};
+
+TEST_F(Followers, AreToldThatThereAreEnough) {
+    follow_sink out(std::move(listener_));
+    std::vector<unique_fd> readers;
+    for (size_t i = 0; i <= follow_sink::followers_max; ++i)
+        readers.push_back(connected());
+    out.flush();
+    EXPECT_EQ(out.followers(), follow_sink::followers_max);
+    char bytes[400] = "";
+    EXPECT_GT(read(readers.back().get(), bytes, sizeof bytes - 1), 0);
+    EXPECT_THAT(bytes, HasSubstr("\"from\":\"daemon\",\"pid\":0,\"uid\":"));
+    EXPECT_THAT(bytes, HasSubstr("\"text\":\"you are not taken: 16 follow already\"}\n"));
+    EXPECT_EQ(read(readers.back().get(), bytes, sizeof bytes), 0);
+}
+
+TEST_F(Followers, ThatFindNoDescriptorAreTakenLaterWithoutWakingTheDaemonUntilThen) {
+    follow_sink out(std::move(listener_));
+    const unique_fd reader = connected();
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none = {0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    out.flush();
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(out.followers(), 0U);
+    std::vector<pollfd> watched;
+    out.watch(watched);
+    EXPECT_TRUE(watched.empty());
+    EXPECT_TRUE(out.is_waiting());
+
+    out.flush();
+    EXPECT_EQ(out.followers(), 1U);
+    EXPECT_FALSE(out.is_waiting());
+    out.watch(watched);
+    EXPECT_EQ(watched.size(), 2U);
 }
 
 TEST(Losses, OfALogSystemAreToldWhenItReadsAgain) {

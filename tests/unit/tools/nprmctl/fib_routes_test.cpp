@@ -99,6 +99,42 @@ TEST_F(FibRoutes, LeaveTheHostsOwnOut) {
     EXPECT_EQ(left_out, 4U);
 }
 
+TEST_F(FibRoutes, ToOnePrefixAreTheFirstOneWhichHasTheLowestMetric) {
+    EXPECT_EQ(read("default via 192.0.2.1 dev eth0 metric 100\n"
+                   "default via 198.51.100.1 dev wlan0 metric 600\n"  // its next hop has no name, and needs none
+                   "default dev eth1 scope link metric 600\n"
+                   "10.0.0.0/8 dev eth1\n"
+                   "10.0.0.0/9 dev eth1\n"),
+              "0.0.0.0/0 1; 10.0.0.0/8 2; 10.0.0.0/9 2; ");
+    EXPECT_EQ(left_out, 2U);
+    EXPECT_EQ(read("default via fe80::1 dev eth1 metric 7\n"
+                   "default proto ra metric 9\n"
+                   "\tnexthop via fe80::1 dev eth0 weight 1\n"
+                   "\tnexthop via fe80::2 dev eth1 weight 1\n"
+                   "fe80::/64 dev eth1 metric 256\n"
+                   "fe80::/64 dev eth0 metric 256\n"),
+              "::/0 3; fe80::/64 2; ");
+    EXPECT_EQ(left_out, 3U);
+    EXPECT_EQ(
+        read("10.0.0.0/8 dev eth1 metric 20\n10.0.0.0/8 dev eth1 metric 10\n"),
+        "2:16 the metric is lower than that of the route to 10.0.0.0/8 before it: put the route with the lowest metric first; ");
+    // In a list each line counts: the card tells what comes twice.
+    EXPECT_EQ(read("10.0.0.0/8 02:00:00:00:00:01 9\n10.0.0.0/8 02:00:00:00:00:01 9\n"), "10.0.0.0/8 9; 10.0.0.0/8 9; ");
+}
+
+TEST_F(FibRoutes, OfSomePacketsOnlyAreLeftOut) {
+    EXPECT_EQ(read("10.0.0.0/8 tos 0x10 via 192.0.2.1 dev eth0\n"
+                   "10.0.0.0/8 dev eth1\n"
+                   "default from 2001:db8::/56 via fe80::1 dev eth0 metric 512\n"
+                   "default via fe80::1 dev eth0 metric 1024\n"
+                   "default from 2001:db8::/56 metric 512\n"
+                   "\tnexthop via fe80::1 dev eth0 weight 1\n"
+                   "192.0.2.0/24 dev eth1 table 100\n"
+                   "192.0.2.0/25 dev eth1 table main\n"),
+              "10.0.0.0/8 2; ::/0 4; 192.0.2.0/25 2; ");
+    EXPECT_EQ(left_out, 4U);
+}
+
 TEST_F(FibRoutes, FallBackToTheOtherNextHop) {
     nprm_fib_nexthop other = {};
     other.u16_5 = 99;

@@ -100,6 +100,18 @@ TEST(SfpIdentification, ShowsUnknownCodesAndOddDatesAsTheyStand) {
     EXPECT_EQ(told.date, "soon");
 }
 
+sfp_identification monitored_module(bool is_calibrated_by_reader, bool has_flags) {
+    sfp_identification told = {};
+    told.has_monitoring = true;
+    told.is_calibrated_by_reader = is_calibrated_by_reader;
+    told.has_flags = has_flags;
+    return told;
+}
+
+const sfp_identification by_the_module = monitored_module(false, true);
+const sfp_identification by_the_reader = monitored_module(true, true);
+const sfp_identification without_flags = monitored_module(false, false);
+
 TEST(SfpMonitoring, ReadsValuesOfAModuleThatCalibratesItself) {
     memory image = {};
     put(image, 0, {0x4B, 0x00, 0xFB, 0x00, 0x46, 0x00, 0x00, 0x00});  // 75, -5, 70, 0 degrees
@@ -108,7 +120,7 @@ TEST(SfpMonitoring, ReadsValuesOfAModuleThatCalibratesItself) {
     put(image, 100, {0x0B, 0xB8});                                    // 3,000 x 2 uA
     put(image, 102, {0x13, 0x88});                                    // 5,000 x 0.1 uW
     put(image, 104, {0x00, 0x0A});                                    // 10 x 0.1 uW
-    const sfp_monitoring told = decode_monitoring(image, false);
+    const sfp_monitoring told = decode_monitoring(image, by_the_module);
     const auto &readings = told.readings;
     EXPECT_DOUBLE_EQ(readings[sfp_temperature].now, -24.5);
     EXPECT_DOUBLE_EQ(readings[sfp_temperature].alarm_high, 75);
@@ -133,20 +145,20 @@ TEST(SfpMonitoring, ConvertsRawValuesWithTheModulesConstants) {
     put(image, 84, {0x01, 0x80, 0x01, 0x00});           // temperature: 1.5 x + 256
     put(image, 88, {0x01, 0x00, 0xFC, 0x18});           // voltage: x - 1000
     put(image, 96, {0xF6, 0x00, 0x84, 0xD0, 0x03, 0xE8, 0x07, 0xD0, 0x04, 0x00});
-    const auto readings = decode_monitoring(image, true).readings;
+    const auto readings = decode_monitoring(image, by_the_reader).readings;
     EXPECT_DOUBLE_EQ(readings[sfp_temperature].now, -14);    // (1.5 x -2560 + 256) / 256
     EXPECT_NEAR(readings[sfp_voltage].now, 3.3, 1e-9);       // (34000 - 1000) x 100 uV
     EXPECT_NEAR(readings[sfp_bias].now, 4.2, 1e-9);          // (2 x 1000 + 100) x 2 uA
     EXPECT_NEAR(readings[sfp_sent].now, 0.099, 1e-9);        // (0.5 x 2000 - 10) x 0.1 uW
     EXPECT_NEAR(readings[sfp_received].now, 0.15465, 1e-9);  // (0.5 + 1024 + 512 + 10) x 0.1 uW
-    EXPECT_NEAR(decode_monitoring(image, false).readings[sfp_received].now, 0.1024, 1e-9);
+    EXPECT_NEAR(decode_monitoring(image, by_the_module).readings[sfp_received].now, 0.1024, 1e-9);
 }
 
 TEST(SfpMonitoring, MarksWhatTheModuleFlags) {
     memory image = {};
     put(image, 112, {0x80, 0x40});                // alarms: temperature high, received power low
     put(image, 116, {0x80 | 0x10 | 0x02, 0x40});  // warnings: temperature high, voltage low, sent power high, received power low
-    const auto readings = decode_monitoring(image, false).readings;
+    const auto readings = decode_monitoring(image, by_the_module).readings;
     EXPECT_STREQ(mark_text(readings[sfp_temperature].mark), "HIGH ALARM");
     EXPECT_STREQ(mark_text(readings[sfp_voltage].mark), "LOW WARNING");
     EXPECT_STREQ(mark_text(readings[sfp_bias].mark), "ok");
@@ -154,12 +166,32 @@ TEST(SfpMonitoring, MarksWhatTheModuleFlags) {
     EXPECT_STREQ(mark_text(readings[sfp_received].mark), "LOW ALARM");
 }
 
+TEST(SfpMonitoring, MarksByTheLimitsWhatAModuleWithoutFlagsMeasures) {
+    memory image = {};
+    for (size_t quantity = 0; quantity < 4; ++quantity)                              // received power has no limits: all zeros
+        put(image, 8 * quantity, {0x00, 0x64, 0x00, 0x0A, 0x00, 0x50, 0x00, 0x14});  // alarms 100 and 10, warnings 80 and 20
+    put(image, 96, {0x00, 0x65, 0x00, 0x09, 0x00, 0x51, 0x00, 0x13, 0xFF, 0xFF});    // 101, 9, 81, 19, 65535
+    put(image, 112, {0x3F, 0xC0});                                                   // and what stands where flags would be
+    const auto readings = decode_monitoring(image, without_flags).readings;
+    EXPECT_STREQ(mark_text(readings[sfp_temperature].mark), "HIGH ALARM");
+    EXPECT_STREQ(mark_text(readings[sfp_voltage].mark), "LOW ALARM");
+    EXPECT_STREQ(mark_text(readings[sfp_bias].mark), "HIGH WARNING");
+    EXPECT_STREQ(mark_text(readings[sfp_sent].mark), "LOW WARNING");
+    EXPECT_STREQ(mark_text(readings[sfp_received].mark), "ok");
+    put(image, 96, {0x00, 0x64, 0x00, 0x0A, 0x00, 0x50, 0x00, 0x14});  // at the limits: 100, 10, 80, 20
+    const auto at_limits = decode_monitoring(image, without_flags).readings;
+    EXPECT_STREQ(mark_text(at_limits[sfp_temperature].mark), "HIGH WARNING");
+    EXPECT_STREQ(mark_text(at_limits[sfp_voltage].mark), "LOW WARNING");
+    EXPECT_STREQ(mark_text(at_limits[sfp_bias].mark), "ok");
+    EXPECT_STREQ(mark_text(at_limits[sfp_sent].mark), "ok");
+}
+
 TEST(SfpMonitoring, TellsTheStateAndTheCheckSum) {
     memory image = {};
-    EXPECT_TRUE(decode_monitoring(image, false).sum_is_right);
+    EXPECT_TRUE(decode_monitoring(image, by_the_module).sum_is_right);
     put(image, 110, {0x85});
     put(image, 95, {1});
-    const sfp_monitoring told = decode_monitoring(image, false);
+    const sfp_monitoring told = decode_monitoring(image, by_the_module);
     EXPECT_FALSE(told.sum_is_right);
     EXPECT_TRUE(told.is_transmit_disabled);
     EXPECT_TRUE(told.has_transmit_fault);

@@ -1,6 +1,6 @@
 // The stats commands' numbers: entries as ranges, rates with wraps and resets.
 
-#include "stats_ids.h"
+#include "id_list.h"
 #include "stats_rates.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-// Entries of a table as people name them.
+// Numbered things as people name them.
 
-#include "stats_ids.h"
+#include "id_list.h"
 
 #include "text_input.h"
 
@@ -20,19 +20,20 @@ std::optional<id_range> parse_range(std::string_view text) {
 
 }  // namespace
 
-id_list parse_ids(std::string_view text, uint32_t entries) {
+id_list parse_ids(std::string_view text, uint32_t entries, const id_words &words) {
     id_list found;
     std::vector<bool> seen(entries);
     for (size_t begin = 0; begin <= text.size();) {
         const size_t comma = std::min(text.find(',', begin), text.size());
         const std::string_view part = text.substr(begin, comma - begin);
         const auto range = parse_range(part);
-        if (!range) return {{}, in_quotes(part) + " is neither an entry nor a range like 0-99"};
+        if (!range) return {{}, in_quotes(part) + " is neither " + words.a_one + " nor a range like 0-99"};
         if (range->last >= entries)
             return {{},
-                    "the table has no entry " + std::to_string(range->last) + ", the last one is " + std::to_string(entries - 1)};
+                    std::string(words.whose) + " has no " + words.one + " " + std::to_string(range->last) + ", the last one is " +
+                        std::to_string(entries - 1)};
         for (uint32_t id = range->first; id <= range->last; ++id) {
-            if (seen[id]) return {{}, "entry " + std::to_string(id) + " is named twice"};
+            if (seen[id]) return {{}, std::string(words.one) + " " + std::to_string(id) + " is named twice"};
             seen[id] = true;
             found.ids.push_back(id);
         }
