@@ -112,6 +112,22 @@ bool log_line::send_whole_to_system_log(const char *format, va_list arguments) c
     return true;
 }
 
+void log_line::vsend_formatted(log_route route, const char *format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const bool formatted = append_formatted(format, arguments);
+    if (formatted && is_cut_ && route.system_log) route.system_log = !send_whole_to_system_log(format, again);
+    va_end(again);
+    if (formatted) send(route);
+}
+
+void log_line::send_formatted(const log_route &route, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vsend_formatted(route, format, arguments);
+    va_end(arguments);
+}
+
 void log_line::send(const log_route &route) {
     char *const line = text_ + name_bytes_;
     const size_t line_bytes = bytes_ - name_bytes_;
@@ -127,7 +143,7 @@ void ad_debug_print_impl(int level, const char *tag, const char *file, int line,
     const errno_kept keep;
     const ad_debug_cfg *record = record_or_environment();
     if (record == nullptr) return;
-    log_route route = route_of(level, *record);
+    const log_route route = route_of(level, *record);
     if (route.leads_nowhere()) return;
 
     log_line message;
@@ -135,13 +151,6 @@ void ad_debug_print_impl(int level, const char *tag, const char *file, int line,
     message.append_origin(tag, file, line);
     va_list arguments;
     va_start(arguments, format);
-    const bool formatted = message.append_formatted(format, arguments);
+    message.vsend_formatted(route, format, arguments);
     va_end(arguments);
-    if (!formatted) return;
-    if (route.system_log && message.is_cut()) {
-        va_start(arguments, format);
-        route.system_log = !message.send_whole_to_system_log(format, arguments);
-        va_end(arguments);
-    }
-    message.send(route);
 }
