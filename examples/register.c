@@ -8,7 +8,7 @@
 
 int main(void) {
     if (nprm_ipc_register_client() != 1) {
-        fprintf(stderr, "the server has not published its status: is the card running?\n");
+        fprintf(stderr, "\nthe server has not published its status: is the card running?\n");
         return 1;
     }
     const uint32_t status = *nprm_server_status;

@@ -32,7 +32,7 @@ static int failed(const char *what, uint32_t code) {
 
 int main(void) {
     if (nprm_ipc_register_client() != 1) {
-        fprintf(stderr, "the server has not published its status: is the card running?\n");
+        fprintf(stderr, "\nthe server has not published its status: is the card running?\n");
         return 1;
     }
     uint8_t list = 0;

@@ -133,7 +133,9 @@ int main(int count, char **arguments) {
     try {
         app.parse(count, arguments);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : exit_usage;
+        if (error.get_exit_code() == 0) return app.exit(error);  // the help
+        std::fprintf(stderr, "nprm-simcard: %s\n  try: nprm-simcard --help\n", error.what());
+        return exit_usage;
     }
     try {
         return serve(chosen);

@@ -235,9 +235,10 @@ TEST_F(Nprmctl, TellsTheCardsStatusToPeople) {
     done({"tcam", "create", "2048"});
     const std::string text = done({"card", "status"});
     EXPECT_THAT(text, ContainsRegex("\nsegment removed +no\n"));
-    EXPECT_THAT(text, ContainsRegex("\nmodels TCAM capacity +65,536\n"));
+    EXPECT_THAT(text, ContainsRegex("\nTCAM capacity +65,536\n"));
     EXPECT_THAT(text, ContainsRegex("^pid +" + std::to_string(card.pid()) + "\n"));
-    EXPECT_THAT(text, HasSubstr("\nmodels TCAM lists\nid  kind   size  used\n 0  -     2,048     0\n"));
+    EXPECT_THAT(text, HasSubstr("\nTCAM lists\nid  kind   size  used\n 0  -     2,048     0\n"));
+    EXPECT_THAT(text, ContainsRegex("\nIF lookups +-, -, -, -\n"));
     EXPECT_EQ(text.find('_'), std::string::npos) << text;
     EXPECT_TRUE(done_json({"card", "status"}).contains("segment_removed"));
 }

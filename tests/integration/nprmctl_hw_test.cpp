@@ -66,7 +66,8 @@ TEST_F(NprmctlHw, ShowsRawWords) {
     EXPECT_EQ(entries.at(0).at("words").size(), 51U);
     EXPECT_EQ(entries.at(0).at("words").at(2), 0x701);
     EXPECT_EQ(done({"hw", "get", "11", "--from", "5", "--count", "1", "--raw", "--all"}), "[0x5] 00000000\n");
-    EXPECT_EQ(done({"hw", "get", "11", "--from", "5", "--count", "1", "--raw"}), "table 11 (FIB Entry) has nothing there\n");
+    EXPECT_EQ(done({"hw", "get", "11", "--from", "5", "--count", "1", "--raw"}),
+              "table 11 (FIB Entry) has nothing but zeros there; --all prints them\n");
 }
 
 TEST_F(NprmctlHw, ReadsMoreEntriesThanAMessageHolds) {
@@ -193,7 +194,8 @@ TEST_F(NprmctlHw, NamesNodesAndGroupsOfFlowTraces) {
 }
 
 TEST_F(NprmctlHw, WatchesRegisters) {
-    EXPECT_EQ(done({"reg", "watch", "34", "--count", "2", "--interval", "1"}), "");  // traffic is frozen
+    EXPECT_EQ(done({"reg", "watch", "34", "--count", "2", "--interval", "1"}),
+              "none of the registers has changed\n");  // traffic is frozen
     EXPECT_EQ(done_json({"reg", "watch", "34", "--count", "3", "--interval", "1"}), json({{"changes", json::array()}}));
     EXPECT_EQ(run_nprmctl({"reg", "watch", "34", "--json"}).status, 2);
     card.control({{"command", "traffic"}, {"frozen", false}});

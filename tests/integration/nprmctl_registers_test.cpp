@@ -63,6 +63,7 @@ TEST(NprmctlRegShow, RefusesWhatIsNoRegister) {
         EXPECT_EQ(run.status, 2) << row.says;
         EXPECT_EQ(run.output, "") << row.says;
         EXPECT_THAT(run.errors, HasSubstr(row.says));
+        EXPECT_THAT(run.errors, HasSubstr("\n  try: nprmctl reg blocks lists the blocks"));
     }
 }
 
@@ -73,6 +74,8 @@ TEST(NprmctlRegShow, SaysWhatWorksWithoutTheServer) {
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_THAT(run.errors, HasSubstr("\n  try: --offline shows the names without the server\n"));
+    EXPECT_THAT(run_nprmctl({"reg", "watch", "1", "--directory", nobody.path()}).errors,
+                HasSubstr("\n  try: start a card: nprm-simcard\n"));
 }
 
 TEST(NprmctlRegFind, FindsPartsOfNamesWhateverTheCase) {

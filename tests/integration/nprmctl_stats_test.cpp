@@ -59,7 +59,11 @@ TEST_F(NprmctlStats, ListsTheTablesWithTheirPlaces) {
                                 {"counters_per_entry", 48},
                                 {"counters_used", 39},
                                 {"np_base", 0},
-                                {"offset", 2883840}}));
+                                {"offset", 2883840},
+                                {"np_base_hex", "0x0"},
+                                {"offset_hex", "0x2C0100"}}));
+    EXPECT_THAT(done({"stats", "tables"}), StartsWith("table  entries  counters   used  first NP counter  offset in the segment\n"
+                                                      "    0        1       256     51  0x800000\n"));
 }
 
 TEST_F(NprmctlStats, ShowsCountersOfTheSegmentWithTheirNames) {
@@ -333,7 +337,35 @@ TEST_F(NprmctlStats, RefusesWhatIsNotThere) {
     EXPECT_THAT(refused({"stats", "show", "7", "64"}, 2).errors, HasSubstr("the table has no entry 64, the last one is 63"));
     EXPECT_THAT(refused({"stats", "show", "14"}, 2).errors, HasSubstr("add --nonzero, or name fewer entries"));
     EXPECT_THAT(refused({"stats", "clear", "all", "3"}, 2).errors, HasSubstr("all has none"));
-    EXPECT_THAT(refused({"stats", "save", files.path() + "/no/file"}, 2).errors, HasSubstr("No such file or directory"));
+    EXPECT_THAT(refused({"stats", "clear", "17"}, 2).errors,
+                HasSubstr("WHAT is \"17\", it must be all, monitor, or a table from 0 to 16\n  usage: nprmctl stats clear TABLE"));
+    EXPECT_THAT(refused({"stats", "save", files.path() + "/no/file"}, 2).errors,
+                HasSubstr("/no/file cannot be written: No such file or directory"));
+    for (const char *command : {"show", "export"})
+        EXPECT_THAT(refused({"stats", command, "8", "--segment", files.path() + "/no"}, 2).errors,
+                    HasSubstr("/no cannot be read: No such file or directory"));
+}
+
+TEST_F(NprmctlStats, SayOfAChangeWithoutAnswerThatItMayBeMade) {
+    const auto errors_without_answer = [this](const strings &command) {
+        fault({{"kind", "truncate"}, {"value", 3}});
+        return refused(command, 1).errors;
+    };
+    for (const strings &command : {strings{"stats", "clear", "all"}, strings{"stats", "clear", "6"},
+                                   strings{"stats", "alloc", "12", "1"}, strings{"stats", "free", "12", "0"}})
+        EXPECT_THAT(errors_without_answer(command),
+                    HasSubstr("no usable answer came; whether the card has done it is not known\n"));
+    EXPECT_EQ(errors_without_answer({"stats", "monitor"}).find("whether"), std::string::npos);
+}
+
+TEST_F(NprmctlStats, TellWhyNoAnswerCameAsTheOtherCommandsDo) {
+    card.stop(SIGKILL);
+    for (const strings &command :
+         {strings{"stats", "show", "0"}, strings{"stats", "monitor"}, strings{"stats", "alloc", "12", "1"}}) {
+        const nprmctl_run run = refused(command, 1);
+        EXPECT_THAT(run.errors, HasSubstr("NPRM_ERROR_IPC_SEND (6), the request could not be sent; nobody answers in "));
+        EXPECT_THAT(run.errors, HasSubstr("\n  try: start a card: nprm-simcard\n"));
+    }
 }
 
 }  // namespace

@@ -204,7 +204,7 @@ TEST_F(Nprmctl, NeverTakesALostReplyForSuccess) {
 }
 
 TEST_F(Nprmctl, SaysHowFarALoadCameWhenTheCardIsKilled) {
-    fault({{"kind", "delay"}, {"count", 1000}, {"value", 60}});
+    fault({{"kind", "delay"}, {"count", 1000}, {"value", 400}});
     auto loading = std::async(std::launch::async, [] { return run_nprmctl({"tcam", "load", "new", example, "--json"}); });
     wait_for_requests(3);  // the list is made, the first message is answered, the second is not
     card.stop(SIGKILL);
@@ -220,6 +220,15 @@ TEST_F(Nprmctl, SaysHowFarALoadCameWhenTheCardIsKilled) {
     EXPECT_THAT(after.errors,
                 HasSubstr("NPRM_ERROR_IPC_SEND (6), the request could not be sent; nobody answers in " + directory.path()));
     EXPECT_THAT(after.errors, HasSubstr("start a card: nprm-simcard"));
+}
+
+TEST_F(Nprmctl, TellsARefusalOfTheStatusFromNoAnswer) {
+    fault({{"kind", "result"}, {"value", 3}});
+    EXPECT_THAT(run_nprmctl({"status"}).errors,
+                StartsWith("nprmctl: the server is ready, but refuses to tell how much room is left: NPRM_ERROR_PARAM (3)"));
+    fault({{"kind", "truncate"}, {"value", 3}});
+    EXPECT_THAT(run_nprmctl({"status"}).errors,
+                StartsWith("nprmctl: the status word says ready, but the server does not answer: "));
 }
 
 TEST_F(Nprmctl, TakesAYesWithoutTheEntriesBehindItForAFailure) {

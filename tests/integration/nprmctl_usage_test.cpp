@@ -41,6 +41,24 @@ TEST(NprmctlHelp, IsTheKnownText) {
     EXPECT_EQ(run_nprmctl({"--help"}).output, run.output);
 }
 
+TEST(NprmctlHelp, ShowsTheCommandsThatBeginWithAWord) {
+    const std::string text =
+        "usage: nprmctl pc COMMAND [ARGUMENTS]\n\n"
+        "  pc balance  set how port channels balance their load\n"
+        "  pc add      add an interface to a port channel\n"
+        "  pc remove   remove an interface from a port channel\n\n"
+        "\"nprmctl help pc COMMAND\" shows a command in full.\n";
+    for (const strings &command :
+         {strings{"help", "pc"}, strings{"pc", "--help"}, strings{"pc", "-h"}, strings{"--verbose", "pc", "-h"}}) {
+        const nprmctl_run run = run_nprmctl(command);
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.output, text);
+        EXPECT_EQ(run.errors, "");
+    }
+    EXPECT_EQ(run_nprmctl({"pc", "--json", "--help"}).json().at("help"), text);
+    EXPECT_EQ(run_nprmctl({"--json", "--help"}).json(), run_nprmctl({"help", "--json"}).json());
+}
+
 TEST(NprmctlHelp, ShowsEachCommandWithTheOptionsOfItsRow) {
     ASSERT_GE(rows().size(), 18U);
     for (const auto &row : rows()) {
@@ -134,7 +152,9 @@ TEST(NprmctlUsage, EndsWithStatus2AndNamesTheArgument) {
     } wrong[] = {
         {{}, "no command is given"},
         {{"--verbose"}, "no command is given"},
+        {{"--wrong", "--verbose"}, "there is no option \"--wrong\""},
         {{"foo"}, "there is no command \"foo\""},
+        {{"foo", "--help"}, "there is no command \"foo\""},
         {{"tcam"}, "there is no command \"tcam\""},
         {{"tcam", "foo"}, "there is no command \"tcam foo\""},
         {{"help", "tcam", "foo"}, "there is no command \"tcam foo\""},
@@ -147,6 +167,7 @@ TEST(NprmctlUsage, EndsWithStatus2AndNamesTheArgument) {
         {{"tcam", "delete", "256"}, "LIST is \"256\", it must be a number from 0 to 255"},
         {{"tcam", "load", "old", "f"},
          "LIST is \"old\", it must be new or a number from 0 to 255\n  usage: nprmctl tcam load LIST|new FILE [--dry-run]\n"},
+        {{"tcam", "--verbose", "--directory", "/x", "create", "0"}, "SIZE is \"0\", it must be a number from 1 to 65535"},
         {{"tcam", "space", "--directory", ""}, "--directory is empty, it must be a path"},
         {{"tcam", "show", "0", "--count", "1", "--count", "2"}, "--count is given twice"},
         {{"tcam", "show", "0", "--directory", "/a", "--directory", "/b"}, "--directory is given twice"},

@@ -330,6 +330,8 @@ TEST_F(Simcard, RefusesWrongOptionsWithStatus2) {
         card_process card(directory.path(), options);
         EXPECT_FALSE(card.is_listening());
         EXPECT_EQ(card.wait_for_end(), 2) << options[0] << ": " << card.output();
+        EXPECT_EQ(card.output().find("nprm-simcard: "), 0U) << card.output();
+        EXPECT_NE(card.output().find("\n  try: nprm-simcard --help\n"), std::string::npos) << card.output();
     }
 }
 

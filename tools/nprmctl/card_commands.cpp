@@ -34,6 +34,12 @@ std::string text_of(const std::string &name, const ordered_json &value) {
     if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
     if (value.is_number_unsigned() && is_a_count(name)) return grouped(value.get<uint64_t>());
     if (value.is_string()) return printable(value.get<std::string>());
+    if (value.is_array()) {
+        std::string listed;
+        for (const ordered_json &one : value)
+            listed += (listed.empty() ? "" : ", ") + text_of(name, one);
+        return value.empty() ? "none" : listed;
+    }
     return printable(value.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
 }
 
@@ -70,11 +76,11 @@ void take_apart(const ordered_json &object, const std::string &title, object_par
     for (const auto &[name, value] : object.items()) {
         const std::string full = title + heading_of(name);
         if (value.is_object())
-            take_apart(value, full + " ", parts);
+            take_apart(value, name == "models" ? "" : full + " ", parts);  // the models' own names say enough
         else if (is_table(value))
             parts.tables += "\n" + full + "\n" + table_text(value);
         else
-            parts.plain.emplace_back(full, value.is_array() && value.empty() ? "none" : text_of(name, value));
+            parts.plain.emplace_back(full, text_of(name, value));
     }
 }
 

@@ -144,8 +144,10 @@ int print_help(invocation &);
 
 // The row of these words, null when there is none.
 const command *find_command(const std::string &first, const std::string &second);
-// Every row with its arguments and summary.
-std::string overview();
+// Every row's name and summary, or those of one family's rows alone; empty when there is no such family.
+std::string overview(const std::string &first = {});
+// The help of the commands that begin with this word; empty when there are none.
+std::string help_of_family(const std::string &first);
 // What may stand behind these words, with which a word begins; empty when arguments may.
 std::vector<std::string> words_behind(std::vector<std::string> said, const std::string &begun);  // help.cpp
 // What to try when the words are no command.

@@ -159,17 +159,26 @@ const command *find_command(const std::string &first, const std::string &second)
     return nullptr;
 }
 
-std::string overview() {
+std::string overview(const std::string &first) {
+    std::vector<command> shown(commands.begin(), commands.end());
+    if (!first.empty()) std::erase_if(shown, [&](const command &row) { return !std::string(row.name).starts_with(first + " "); });
     size_t width = 0;
-    for (const command &row : commands)
+    for (const command &row : shown)
         width = std::max(width, std::strlen(row.name));
     std::string text;
-    for (const command &row : commands) {
+    for (const command &row : shown) {
         std::string name = row.name;
         name.resize(width, ' ');
         text += "  " + name + "  " + row.summary + "\n";
     }
     return text;
+}
+
+std::string help_of_family(const std::string &first) {
+    const std::string rows_of_it = overview(first);
+    if (rows_of_it.empty()) return {};
+    return "usage: nprmctl " + first + " COMMAND [ARGUMENTS]\n\n" + rows_of_it + "\n\"nprmctl help " + first +
+           " COMMAND\" shows a command in full.\n";
 }
 
 std::string nearest_commands(const std::string &first) {

@@ -149,8 +149,8 @@ void print_all(const invocation &call) {
         "usage: nprmctl COMMAND [ARGUMENTS] [--json] [--directory DIR] [--verbose]\n"
         "       nprmctl --version\n\n" +
         overview() +
-        "\n\"nprmctl help COMMAND\" shows a command in full.  Exit status: 0 done, 1 refused by the library or the server,\n"
-        "2 wrong usage or a file with errors.");
+        "\n\"nprmctl help COMMAND\" shows a command in full, \"nprmctl help tcam\" those that begin with a word.\n"
+        "Exit status: 0 done, 1 refused by the library or the server, 2 wrong usage or a file with errors.");
     list.table("commands", {{"name", nullptr}, {"arguments", nullptr}, {"summary", nullptr}});
     for (const command &row : commands)
         list.row({row.name, row.arguments, row.summary});
@@ -205,6 +205,7 @@ int print_help(invocation &call) {
     }
     words.resize(2);
     const command *row = find_command(words[0], words[1]);
+    if (const std::string family = help_of_family(words[0]); words[1].empty() && !family.empty()) throw help_wanted{family};
     if (row == nullptr)
         throw usage_error("there is no command " + in_quotes(words[0] + (words[1].empty() ? "" : " ") + words[1]),
                           nearest_commands(words[0]));

@@ -153,7 +153,8 @@ int hw_get(invocation &call) {
         if (!all) std::erase_if(entries, is_empty);
         output.add(std::move(entries));
     }
-    output.finish(title_of(table) + (call.given("--count") || from != 0 ? " has nothing there" : " is empty"));
+    const bool is_part = call.given("--count") || from != 0;
+    output.finish(title_of(table) + (is_part ? " has nothing but zeros there; --all prints them" : " is empty"));
     return exit_done;
 }
 

@@ -12,12 +12,13 @@
 
 namespace {
 
-// Options may stand before the command; they are moved behind it.  The value of --directory goes with it.
-void move_leading_options(std::vector<std::string> &words) {
-    size_t count = 0;
-    while (count < words.size() && words[count].starts_with("-"))
-        count += words[count] == "--directory" ? 2U : 1U;
-    std::rotate(words.begin(), words.begin() + static_cast<ptrdiff_t>(std::min(count, words.size())), words.end());
+// Options may stand before the command and between its words; they are moved behind it.  The value of --directory goes with it.
+void move_options_from(size_t place, std::vector<std::string> &words) {
+    size_t end = place;
+    while (end < words.size() && words[end].starts_with("-"))
+        end += words[end] == "--directory" ? 2U : 1U;
+    const auto at = [&words](size_t index) { return words.begin() + static_cast<ptrdiff_t>(std::min(index, words.size())); };
+    std::rotate(at(place), at(end), words.end());
 }
 
 bool contains(const std::vector<std::string> &words, const char *word) {
@@ -38,16 +39,35 @@ void print_help_text(const std::string &text, bool json) {
     std::fputs(json ? help.json().c_str() : text.c_str(), stdout);
 }
 
+// Nothing but options: wrong, or no command.
+failure no_command(const std::vector<std::string> &words) {
+    for (const std::string &word : words)
+        if (word.starts_with("-") && word != "--json" && word != "--verbose" && word != "--directory")
+            return usage_error("there is no option " + in_quotes(word), "nprmctl help");
+    return usage_error("no command is given", "nprmctl help");
+}
+
+bool asks_for_help(const std::vector<std::string> &words) {
+    return contains(words, "--help") || contains(words, "-h");
+}
+
 int run(std::vector<std::string> words) {
-    if (!words.empty() && (words[0] == "--help" || words[0] == "-h")) words[0] = "help";
-    move_leading_options(words);
-    if (!words.empty() && words[0].starts_with("-") && contains(words, "--version"))
-        return print_version(contains(words, "--json"));
-    if (words.empty() || words[0].starts_with("-")) throw usage_error("no command is given", "nprmctl help");
+    move_options_from(0, words);
+    const bool has_options_only = words.empty() || words[0].starts_with("-");
+    if (has_options_only && contains(words, "--version")) return print_version(contains(words, "--json"));
+    if (has_options_only && asks_for_help(words)) {
+        std::erase_if(words, [](const std::string &word) { return word == "--help" || word == "-h"; });
+        words.insert(words.begin(), "help");
+    } else if (has_options_only) {
+        throw no_command(words);
+    }
+    if (find_command(words[0], "") == nullptr) move_options_from(1, words);
     const std::string second = words.size() > 1 ? words[1] : "";
     const command *row = find_command(words[0], second);
     if (row == nullptr) {
         const bool one_word = second.empty() || second.starts_with("-");
+        if (const std::string family = help_of_family(words[0]); one_word && !family.empty() && asks_for_help(words))
+            throw help_wanted{family};
         throw usage_error("there is no command " + in_quotes(one_word ? words[0] : words[0] + " " + second),
                           nearest_commands(words[0]));
     }

@@ -53,7 +53,7 @@ int reg_show(invocation &call) {
     call.parse();
     const register_range range = registers_of(what);
     std::vector<uint32_t> values;
-    if (!offline) values = read_registers(call, range.first, range.count);
+    if (!offline) values = read_registers(call, range.first, range.count, "--offline shows the names without the server");
     report list;
     std::vector<column> columns = {{"index", "index"}, {"name", "register"}, {"block", nullptr}};
     if (!offline) columns.insert(columns.end(), {{"value", nullptr}, {"hex", "value"}});

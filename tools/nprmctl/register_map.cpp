@@ -30,9 +30,7 @@ register_range index_range(const std::string &first_text, const std::string &las
     return {from, to - from + 1};
 }
 
-}  // namespace
-
-register_range registers_of(const std::string &text) {
+register_range range_of(const std::string &text) {
     const bool digits = !text.empty() && std::isdigit(static_cast<unsigned char>(text[0])) != 0;
     const size_t dash = text.find('-');
     if (digits && dash != std::string::npos) return index_range(text.substr(0, dash), text.substr(dash + 1));
@@ -44,6 +42,17 @@ register_range registers_of(const std::string &text) {
         if (strcasecmp(text.c_str(), name) == 0 || strcasecmp(text.c_str(), name + prefix.size()) == 0) return {index, 1};
     }
     throw usage_error(in_quotes(text) + " is no block, register or range of indexes", how);
+}
+
+}  // namespace
+
+register_range registers_of(const std::string &text) {
+    try {
+        return range_of(text);
+    } catch (failure &problem) {  // numbers out of range say that alone
+        problem.next = how;
+        throw;
+    }
 }
 
 uint32_t block_of_register(uint32_t index) {

@@ -8,14 +8,13 @@
 #include <cstdlib>
 #include <memory>
 
-std::vector<uint32_t> read_registers(const invocation &call, uint32_t first, uint32_t count) {
-    constexpr const char *without_server = "--offline shows the names without the server";
-    connect_to_server(call, without_server);
+std::vector<uint32_t> read_registers(const invocation &call, uint32_t first, uint32_t count, const char *otherwise) {
+    connect_to_server(call, otherwise);
     uint32_t *values = nullptr;
     const answer given = ask([&] { return nprm_get_np_registers(first, count, &values); });
     if (given.code != NPRM_OK) {
         failure problem = unknown_for("the registers were not read", given);
-        problem.next = without_server;
+        if (otherwise != nullptr) problem.next = otherwise;
         throw problem;
     }
     const std::unique_ptr<uint32_t, decltype(&std::free)> owned(values, &std::free);

@@ -50,6 +50,7 @@ int reg_watch(invocation &call) {
     report all;
     all.table("changes",
               {{"reading", "reading"}, {"index", "index"}, {"name", "register"}, {"before", "before"}, {"after", "after"}});
+    bool has_changed = false;
     std::vector<uint32_t> before = read_registers(call, range.first, range.count);
     for (uint32_t reading = 2; count == 0 || reading <= count; ++reading) {
         std::this_thread::sleep_for(std::chrono::milliseconds(interval_ms));
@@ -60,8 +61,10 @@ int reg_watch(invocation &call) {
             if (call.json())
                 all.row({uint64_t{one.reading}, uint64_t{one.index}, get_npa_register_name(one.index), uint64_t{one.before},
                          uint64_t{one.after}});
+        has_changed = has_changed || !found.empty();
         before = std::move(after);
     }
-    if (call.json()) call.print(all);
+    if (!has_changed) all.sentence("none of the registers has changed");
+    if (call.json() || !has_changed) call.print(all);
     return exit_done;
 }

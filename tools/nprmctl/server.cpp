@@ -105,7 +105,7 @@ answer ask(const std::function<uint32_t()> &call) {
     answer given = {code, code == NPRM_ERROR, {}, nullptr};
     if (!failures.empty()) {
         const auto told = told_outcome(failures.front());
-        if (told && (code == NPRM_OK || code == told->code))
+        if (told && (code == NPRM_OK || code == NPRM_ERROR || code == told->code))
             given = *told;
         else if (code == NPRM_OK)
             given = {NPRM_ERROR, true, {}, nullptr};

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cinttypes>
+#include <cstdio>
 #include <optional>
 
 namespace {
@@ -18,6 +20,13 @@ constexpr uint64_t zero_rows_max = 100'000;     // beyond that nobody looks at c
 
 bool is_zero(const nprm_stats_counter &counter) {
     return counter.count[0] == 0 && counter.count[1] == 0;
+}
+
+// As the table of the shared segment's layout has it.
+std::string hex_text(uint64_t value) {
+    char text[24];
+    std::snprintf(text, sizeof text, "0x%" PRIX64, value);
+    return text;
 }
 
 std::array<uint32_t, NPRM_STATS_MONITOR_WORDS> monitor_words;
@@ -35,13 +44,16 @@ int stats_tables(invocation &call) {
                           {"entries", "entries"},
                           {"counters_per_entry", "counters"},
                           {"counters_used", "used"},
-                          {"np_base", "first NP counter"},
-                          {"offset", "offset in the segment"}});
+                          {"np_base", nullptr},
+                          {"offset", nullptr},
+                          {"np_base_hex", "first NP counter"},
+                          {"offset_hex", "offset in the segment"}});
     for (uint32_t table = 0; table <= last_table; ++table) {
         const nprm_stats_table &row = stats_tbl_def[table];
         const bool is_shared = table >= NPRM_STATS_FIRST_SHARED_TABLE;
         list.row({uint64_t{row.id}, uint64_t{row.entries}, uint64_t{row.counters_per_entry}, uint64_t{row.counters_used},
-                  uint64_t{row.np_base}, is_shared ? cell(uint64_t{row.shm_offset}) : cell()});
+                  uint64_t{row.np_base}, is_shared ? cell(uint64_t{row.shm_offset}) : cell(), hex_text(row.np_base),
+                  is_shared ? cell(hex_text(row.shm_offset)) : cell()});
     }
     call.print(list);
     return exit_done;
@@ -188,7 +200,7 @@ int stats_set(invocation &call) {
 
 int stats_monitor(invocation &call) {
     call.parse();
-    change_statistics(call, "the monitor statistics were not read", read_monitor);
+    read_statistics(call, "the monitor statistics were not read", read_monitor);
     report list;
     list.table("words", {{"word", "word"}, {"value", "value"}});
     for (uint32_t word = 0; word < NPRM_STATS_MONITOR_WORDS; ++word)

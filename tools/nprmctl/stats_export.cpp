@@ -100,7 +100,7 @@ class new_file {
         const mode_t mask = umask(0);
         umask(mask);
         fd_ = mkstemp(partial_.data());
-        if (fd_ < 0) throw unusable(path + ": " + std::strerror(errno));
+        if (fd_ < 0) throw unusable(path + " cannot be written: " + std::strerror(errno));
         fchmod(fd_, 0666 & ~mask);
     }
     ~new_file() {
@@ -152,7 +152,7 @@ int stats_export(invocation &call) {
     if (csv && call.json()) throw usage_error("--csv and --json exclude each other", usage_of(call.row()));
     stats_source source(call, saved_segment(call, file));
     struct stat about {};
-    if (source.is_file() && stat(file.c_str(), &about) != 0) throw unusable(file + ": " + std::strerror(errno));
+    if (source.is_file() && stat(file.c_str(), &about) != 0) throw unusable(file + " cannot be read: " + std::strerror(errno));
     const bool is_one = call.given("TABLE");
     const uint32_t first = is_one ? table : source.is_file() ? uint32_t{NPRM_STATS_FIRST_SHARED_TABLE} : 0;
     const uint32_t end = is_one ? table + 1 : uint32_t{NPRM_STATS_TABLE_COUNT};

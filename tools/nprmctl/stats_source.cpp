@@ -34,10 +34,12 @@ void connect(const invocation &call) {
     hear_statistics();
 }
 
-void do_or_throw(const std::string &what, const std::function<uint32_t()> &operation) {
+// failed: what is made of an exchange that failed; a change may have been made all the same
+void do_or_throw(const std::string &what, const std::function<uint32_t()> &operation,
+                 failure (*failed)(const std::string &, const answer &) = unknown_for) {
     const answer given = ask([&] { return operation() == 1 ? uint32_t{NPRM_OK} : uint32_t{NPRM_ERROR}; });
     if (given.code == NPRM_OK) return;
-    failure problem = unknown_for(what, given);
+    failure problem = failed(what, given);
     if (given.words.find("Failed to find shared memory") != std::string::npos) {
         problem =
             refused(what + ": there is no statistics segment of " + grouped(NPRM_STATS_SEGMENT_BYTES) + " bytes", no_segment_next);
@@ -80,11 +82,11 @@ std::optional<std::string> saved_segment(const invocation &call, const std::stri
 stats_source::stats_source(const invocation &call, const std::optional<std::string> &file) : call_(call), file_(file.value_or("")) {
     if (!file) return;
     fd_ = open(file_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd_ < 0) throw unusable(file_ + ": " + std::strerror(errno));
+    if (fd_ < 0) throw unusable(file_ + " cannot be read: " + std::strerror(errno));
     struct stat about {};
     if (fstat(fd_, &about) == 0 && S_ISREG(about.st_mode) && about.st_size == NPRM_STATS_SEGMENT_BYTES) return;
     close(fd_);
-    throw unusable(file_ + ": no saved statistics segment, which is a file of " + grouped(NPRM_STATS_SEGMENT_BYTES) +
+    throw unusable(file_ + " is no saved statistics segment, which is a file of " + grouped(NPRM_STATS_SEGMENT_BYTES) +
                    " bytes; this one has " + grouped(static_cast<uint64_t>(about.st_size)));
 }
 
@@ -133,16 +135,22 @@ std::vector<nprm_stats_counter> stats_source::read(uint32_t table, const std::ve
     return counters;
 }
 
-void change_statistics(const invocation &call, const std::string &what, uint32_t (*operation)()) {
+void read_statistics(const invocation &call, const std::string &what, uint32_t (*operation)()) {
     connect(call);
     do_or_throw(what, operation);
 }
 
+void change_statistics(const invocation &call, const std::string &what, uint32_t (*operation)()) {
+    connect(call);
+    do_or_throw(what, operation, unchanged_for);
+}
+
 void change_table(const invocation &call, const std::string &what, uint32_t table, uint32_t operation, std::vector<uint32_t> &ids) {
     connect(call);
-    do_or_throw(what, [&] {
+    const auto change = [&] {
         return static_cast<uint32_t>(nprm_stats_op(table, operation, static_cast<uint32_t>(ids.size()), ids.data(), nullptr));
-    });
+    };
+    do_or_throw(what, change, unchanged_for);
 }
 
 void write_entry(const invocation &call, uint32_t table, uint32_t entry, const std::vector<nprm_stats_counter> &counters) {
@@ -151,7 +159,7 @@ void write_entry(const invocation &call, uint32_t table, uint32_t entry, const s
     void *data = std::malloc(bytes);  // the library releases it when the write fails
     if (data == nullptr) throw std::bad_alloc();
     std::memcpy(data, counters.data(), bytes);
-    do_or_throw("the counters were not written",
-                [&] { return static_cast<uint32_t>(nprm_stats_op(table, NPRM_STATS_WRITE, 1, &entry, &data)); });
+    const auto write = [&] { return static_cast<uint32_t>(nprm_stats_op(table, NPRM_STATS_WRITE, 1, &entry, &data)); };
+    do_or_throw("the counters were not written", write, unchanged_for);
     std::free(data);
 }

@@ -44,6 +44,7 @@ class stats_source {
 };
 
 // Asks the library; its operations return 1 when they are done.
+void read_statistics(const invocation &call, const std::string &what, uint32_t (*operation)());
 void change_statistics(const invocation &call, const std::string &what, uint32_t (*operation)());
 void change_table(const invocation &call, const std::string &what, uint32_t table, uint32_t operation, std::vector<uint32_t> &ids);
 // Makes these slots the entry's counters.

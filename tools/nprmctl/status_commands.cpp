@@ -18,14 +18,22 @@ uint32_t code_argument(const invocation &call, const std::string &text) {
                       usage_of(call.row()));
 }
 
+// What ask() makes of an exchange that failed, and not a server's refusal.
+bool is_no_answer(uint32_t code) {
+    return code == NPRM_ERROR || code == NPRM_ERROR_TIMEOUT || code == NPRM_ERROR_IPC_SEND || code == NPRM_ERROR_NOT_READY;
+}
+
 }  // namespace
 
 int show_status(invocation &call) {
     call.parse();
     connect_to_server(call);
     uint32_t free_entries = 0;
-    learn("the status word says ready, but the server does not answer",
-          [&free_entries] { return nprm_tcam_v4_space_dup(&free_entries); });
+    const answer given = ask([&free_entries] { return nprm_tcam_v4_space_dup(&free_entries); });
+    if (given.code != NPRM_OK)
+        throw unknown_for(is_no_answer(given.code) ? "the status word says ready, but the server does not answer"
+                                                   : "the server is ready, but refuses to tell how much room is left",
+                          given);
     report status;
     status.fact("server", "server", std::string("ready"));
     status.fact("free_entries", "free TCAM entries", uint64_t{free_entries});
