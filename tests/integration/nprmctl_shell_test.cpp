@@ -102,8 +102,8 @@ TEST_F(NprmctlShell, CompletesWordsWhereTheMachineHasLibedit) {
     const terminal_run run =
         run_on_terminal({"shell"}, {{"nprm> ", "tc\tsp\t\n"},
                                     {"are free\r\nnprm> ", "tcam load --dr\tnew " + path.substr(0, path.size() - 3) + "\t\n"},
-                                    {"161              0            0\r\nnprm> ", "no such\x03"},
-                                    {"\r\nnprm> ", "exi\t\n"}});
+                                    {"161              0            0\r\nnprm> ", "no such\x03", true},
+                                    {"\r\nnprm> ", "exi\t\n", true}});
     EXPECT_EQ(run.status, 0) << run.shown;
     EXPECT_THAT(run.shown, HasSubstr("65,536 entries are free\r\n"));
     EXPECT_THAT(run.shown, HasSubstr("1 entry would go out"));

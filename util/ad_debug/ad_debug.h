@@ -81,7 +81,8 @@ AD_API int ad_return_ad_debug_cfg_p(ad_debug_cfg *record);
  * its place.  A handler that SIGUSR1 had before is called too, after the library's own; it may call the library's again, which then
  * does nothing.
  * Returns 0, also when the name is the last one again, which changes nothing; -1 when there is no name: nothing is sent then, what
- * is logged goes to standard error, SIGUSR1 reads the environment alone, and the last name is forgotten, so that it sets up anew.
+ * is logged goes to standard error and SIGUSR1 reads the environment alone, until another name is given: the last one still changes
+ * nothing.
  * Blocks: for one small file.   Threads: before others log. */
 AD_API int ad_init_debug_lib(const char *name);
 

@@ -62,8 +62,8 @@ AD_API unsigned int ad_errorlog_printf(const char *format, ...) __attribute__((f
 AD_API unsigned int ad_errorlog_printf_special(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 /* What ad_debug_print() calls for a message that its level lets through: asks the filters, puts "(PID)TAG:FILE:LINE-> " in front
- * (on the error log with the process's name before it) and writes the message wherever it goes.  Without a record in use, the
- * environment is read first.
+ * (on the error log with the process's name before it) and writes the message wherever it goes; the system log gets a long one
+ * whole.  Without a record in use, the environment is read first.
  *   level, tag: see above; the tag is 4 characters by custom;   file, line: the site's
  *   format: as in printf(3), with its newline
  * Returns nothing.   errno stays as it was.

@@ -79,7 +79,6 @@ int ad_init_debug_lib(const char *name) {
     if (name == nullptr) name = getenv("ERROR_LOG_SOCKET");
     if (name == nullptr) {
         memset(ad_errorlog_addr.sun_path, 0, sizeof ad_errorlog_addr.sun_path);
-        ad_debug_lib_name[0] = '\0';  // else the name before would count as set up although its path is gone
         return -1;
     }
     use_socket_of(name, &ad_errorlog_addr);

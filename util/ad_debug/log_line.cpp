@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -94,9 +95,37 @@ void log_line::append_hexadecimal(unsigned number, int digits_min) {
 
 bool log_line::append_formatted(const char *format, va_list arguments) {
     const size_t room = name_bytes_ + AD_ERRORLOG_TEXT_BYTES_MAX - bytes_;
-    if (vsnprintf(text_ + bytes_, room + 1, format, arguments) < 0) return false;
+    const int text_bytes = vsnprintf(text_ + bytes_, room + 1, format, arguments);
+    if (text_bytes < 0) return false;
+    is_cut_ = static_cast<size_t>(text_bytes) > room;
+    origin_bytes_ = bytes_ - name_bytes_;
     bytes_ += strlen(text_ + bytes_);
     return true;
+}
+
+bool log_line::send_whole_to_system_log(const char *format, va_list arguments) const {
+    char *text = nullptr;
+    if (vasprintf(&text, format, arguments) < 0) return false;
+    ny_syslog(AD_SYSLOG_PRIORITY, now(ad_debug_module_id), 0, AD_SYSLOG_MESSAGE_NUMBER, "%.*s%s", static_cast<int>(origin_bytes_),
+              text_ + name_bytes_, text);
+    free(text);
+    return true;
+}
+
+void log_line::vsend_formatted(log_route route, const char *format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const bool formatted = append_formatted(format, arguments);
+    if (formatted && is_cut_ && route.system_log) route.system_log = !send_whole_to_system_log(format, again);
+    va_end(again);
+    if (formatted) send(route);
+}
+
+void log_line::send_formatted(const log_route &route, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vsend_formatted(route, format, arguments);
+    va_end(arguments);
 }
 
 void log_line::send(const log_route &route) {
@@ -122,7 +151,6 @@ void ad_debug_print_impl(int level, const char *tag, const char *file, int line,
     message.append_origin(tag, file, line);
     va_list arguments;
     va_start(arguments, format);
-    const bool formatted = message.append_formatted(format, arguments);
+    message.vsend_formatted(route, format, arguments);
     va_end(arguments);
-    if (formatted) message.send(route);
 }

@@ -29,15 +29,23 @@ class log_line {
     void append(const char *text);
     void append_decimal(int number);
     void append_hexadecimal(unsigned number, int digits_min);
-    bool append_formatted(const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));  // false: not formattable
-
     void send(const log_route &route);
+
+    // Append a formatted text and send the line, unless it cannot be formatted.
+    void send_formatted(const log_route &route, const char *format, ...) __attribute__((format(printf, 3, 4)));
+    void vsend_formatted(log_route route, const char *format, va_list arguments) __attribute__((format(printf, 3, 0)));
 
   private:
     void append(const char *text, size_t text_bytes);
+    bool append_formatted(const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));  // false: not formattable
+
+    // The bound is the datagrams': the system log gets a formatted text whole.  False without memory for that: nothing is sent.
+    bool send_whole_to_system_log(const char *format, va_list arguments) const __attribute__((format(printf, 2, 0)));
 
     size_t name_bytes_ = 0;
-    size_t bytes_ = 0;  // the name's and the line's
+    size_t bytes_ = 0;         // the name's and the line's
+    size_t origin_bytes_ = 0;  // of the line, in front of the formatted text
+    bool is_cut_ = false;      // the formatted text
     char text_[AD_DEBUG_PROCESS_NAME_BYTES - 1 + AD_ERRORLOG_TEXT_BYTES_MAX + AD_ERRORLOG_TAIL_BYTES];
 };
 

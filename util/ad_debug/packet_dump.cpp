@@ -15,12 +15,7 @@ constexpr unsigned row_bytes = 16;
 void send_header(const log_route &route, const char *tag, int length, const char *file, int line, const char *description) {
     log_line header;
     header.append_origin(tag, file, line);
-    header.append("DUMP length = ");
-    header.append_hexadecimal(static_cast<unsigned>(length), 1);
-    header.append(" (");
-    header.append(description);
-    header.append(")\n");
-    header.send(route);
+    header.send_formatted(route, "DUMP length = 0x%x (%s)\n", static_cast<unsigned>(length), text_or_null(description));
 }
 
 void send_row(const log_route &route, const char *tag, unsigned offset, const uint8_t *bytes, unsigned count) {

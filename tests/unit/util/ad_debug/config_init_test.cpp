@@ -164,13 +164,18 @@ TEST_F(AdInitDebugLib, WithoutANameAfterASetUpTurnsBothLogsOffAndKeepsTheRecord)
     EXPECT_STREQ(ad_errorlog_sp_addr.sun_path, "");
 }
 
-TEST_F(AdInitDebugLib, TakesTheSameNameAgainAfterASetUpWithoutAName) {
+TEST_F(AdInitDebugLib, RemembersTheNameOfTheLastSetUpAfterOneWithoutAName) {
     log_socket daemon(of_user);
     EXPECT_EQ(init(), 0);
     EXPECT_EQ(ad_init_debug_lib(nullptr), -1);
-    EXPECT_STREQ(ad_debug_lib_name, "");
+    EXPECT_EQ(ad_debug_lib_name, name);
+
     EXPECT_EQ(init(), 0);
-    EXPECT_EQ(ad_errorlog_addr.sun_path, of_user);
+    EXPECT_STREQ(ad_errorlog_addr.sun_path, "") << "the same name changes nothing";
+
+    const std::string other = directory / "other";
+    EXPECT_EQ(ad_init_debug_lib(other.c_str()), 0);
+    EXPECT_EQ(init(), 0);
     ad_errorlog_printf("back");
     EXPECT_EQ(daemon.text(), "back");
 }

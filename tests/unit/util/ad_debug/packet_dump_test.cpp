@@ -156,6 +156,16 @@ TEST_F(AdDebugPrintPkt, CutsARowWhoseTagIsTooLong) {
     EXPECT_EQ(error_log.texts().at(1), (pid + tag + ": 0x000: 0x78,0x79\n").substr(0, 4086));
 }
 
+TEST_F(AdDebugPrintPkt, GivesTheSystemLogALongDescriptionWhole) {
+    use_level(1);
+    const std::string description(5000, 'd');
+    ad_debug_print_pkt_impl(0, "PKTS", "x", 1, "a.c", 1, description.c_str());
+    const std::string header = origin("PKTS", "a.c", 1) + "DUMP length = 0x1 (" + description + ")\n";
+    EXPECT_EQ(error_log.texts().at(0), header.substr(0, 4086));
+    ASSERT_EQ(fake_syslog_calls().size(), 2U);
+    EXPECT_EQ(fake_syslog_calls()[0].text, header);
+}
+
 TEST_F(AdDebugPrintPkt, LeavesErrnoAsItWas) {
     use_level(1);
     the_system_calls().send_error = [](size_t) { return ENOBUFS; };
