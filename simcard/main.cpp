@@ -61,6 +61,7 @@ std::string default_directory() {
 
 void add_options(CLI::App &app, command_line &chosen) {
     app.footer(examples);
+    app.set_version_flag("--version", "nprm-simcard " NPRM_VERSION);
     app.add_option("--directory", chosen.server.directory,
                    "where the sockets are (default: RUV_DIR, else ruv in the runtime directory)")
         ->type_name("DIR");
@@ -133,7 +134,7 @@ int main(int count, char **arguments) {
     try {
         app.parse(count, arguments);
     } catch (const CLI::ParseError &error) {
-        if (error.get_exit_code() == 0) return app.exit(error);  // the help
+        if (error.get_exit_code() == 0) return app.exit(error);  // the help, or the version
         std::fprintf(stderr, "nprm-simcard: %s\n  try: nprm-simcard --help\n", error.what());
         return exit_usage;
     }

@@ -1,4 +1,5 @@
-// libnprm.so as a host sees it: the map, the headers and the library name the same things, and it needs nothing of a C++ runtime.
+// libnprm.so as a host sees it: the map, the headers and the library name the same things, and it needs nothing of a C++ runtime;
+// what nprmctl needs to start.
 
 #include <algorithm>
 #include <cstdio>
@@ -99,6 +100,16 @@ TEST(Library, NeedsLibcAndThePlatformAndNothingOfACxxRuntime) {
     needed.erase("ld-linux.so.2");
     needed.erase("ld-linux-x86-64.so.2");
     EXPECT_EQ(needed, (names{"libc.so.6", "libruv.so.1", "libsyslog.so.1"}));
+}
+
+// A command lives for half a millisecond, in which a library that is loaded, or <iostream>, which sets its streams up, shows.
+TEST(Nprmctl, LoadsNothingButLibcAndThePlatformAndSetsNoStreamsUp) {
+    if (NPRM_SANITIZED) GTEST_SKIP() << "instrumented programs need their runtime";
+    names needed = all_matches(output_of("readelf -dW " NPRMCTL_PROGRAM), "NEEDED.*\\[(.*?)\\]");
+    needed.erase("ld-linux.so.2");
+    needed.erase("ld-linux-x86-64.so.2");
+    EXPECT_EQ(needed, (names{"libc.so.6", "libruv.so.1", "libsyslog.so.1"}));
+    EXPECT_EQ(output_of("nm " NPRMCTL_PROGRAM).find("ios_base4InitC"), std::string::npos);
 }
 
 TEST(Library, UsesNoNameOfACxxRuntime) {

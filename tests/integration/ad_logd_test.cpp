@@ -154,7 +154,8 @@ TEST_F(AdLogd, TakesOptionsFromAFileAndSaysWhatIsWrongInThem) {
                 {"--config", "missing", "", "missing was not readable"},
                 {"--mode", "9", "", "--mode: \"9\" is no mode such as 0660"},
                 {"--rate", "many", "", "--rate = many"},
-                {"--facility", "24", "", "not in range 0 to 23"}};
+                {"--facility", "24", "", "not in range 0 to 23"},
+                {"--rat", "1", "", "ad_logd: The following arguments were not expected: 1 --rat\n  try: ad_logd --help\n"}};
     for (const auto &row : rows) {
         std::ofstream(files / "wrong") << row.line << "\n";
         const bool is_file = std::string(row.option) == "--config";

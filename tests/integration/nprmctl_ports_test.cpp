@@ -128,7 +128,7 @@ TEST_F(NprmctlPorts, DecodesFilesOfAModuleThatTheReaderCalibratesWithoutACard) {
     const uint64_t before = requests();
     EXPECT_EQ("port            6\n" + done({"sfp", "show", "--file", a0, "--monitor", a2}), online);
     EXPECT_THAT(done({"sfp", "show", "--file", a0}), HasSubstr("monitoring  not given\n"));
-    expect_refused({"sfp", "show", "--file", file("short", "abc")}, 1, "has 3 bytes; a module's memory has 256");
+    expect_refused({"sfp", "show", "--file", file("short", "abc")}, 2, "has 3 bytes; a module's memory has 256");
     EXPECT_EQ(requests(), before);
 }
 

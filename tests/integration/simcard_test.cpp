@@ -335,6 +335,12 @@ TEST_F(Simcard, RefusesWrongOptionsWithStatus2) {
     }
 }
 
+TEST_F(Simcard, TellsItsVersion) {
+    card_process card(directory.path(), {"--version"});
+    EXPECT_EQ(card.wait_for_end(), 0);
+    EXPECT_EQ(card.output(), "nprm-simcard " NPRM_VERSION "\n");
+}
+
 std::set<unsigned long> open_descriptors(pid_t pid) {
     std::set<unsigned long> numbers;
     for (const auto &entry : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd"))

@@ -95,6 +95,7 @@ void add_sink_options(CLI::App &app, command_line &chosen) {
 
 void add_options(CLI::App &app, command_line &chosen) {
     app.footer(examples);
+    app.set_version_flag("--version", "ad_logd " NPRM_VERSION);
     app.set_config("--config", "", "take options from a file")->type_name("PATH");
     app.allow_config_extras(CLI::config_extras_mode::error);
     add_socket_options(app, chosen);
@@ -170,7 +171,9 @@ int main(int count, char **arguments) {
                      app.get_config_ptr()->as<std::string>().c_str(), error.what());
         return exit_usage;
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : exit_usage;
+        if (error.get_exit_code() == 0) return app.exit(error);  // the help, or the version
+        std::fprintf(stderr, "ad_logd: %s\n  try: ad_logd --help\n", error.what());
+        return exit_usage;
     }
     if (!finish_options(chosen)) {
         std::fprintf(stderr, "ad_logd: --mode: \"%s\" is no mode such as 0660\n", chosen.mode.c_str());

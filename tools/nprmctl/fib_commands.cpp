@@ -26,13 +26,12 @@ struct code_meaning {
     const char *meaning;
 };
 
-// One record there and back; what the card's codes mean for a route goes into the failure.
+// One record there and back.   other: what a code means here
 answer exchange(fib_entry &route, nprm_fib_action action, const code_meaning &other) {
     fib_batch one(1);
     one.add(route);
     answer given = one.send(action);
     if (given.code == other.code) given.meaning = other.meaning;
-    if (given.code == NPRM_ERROR_IF_WRITE_FIB) given.meaning = "the FIB is full, or could not be written";
     route = one.at(0);
     return given;
 }
@@ -50,7 +49,11 @@ std::string text_of(const fib_entry &route) {
 }  // namespace
 
 answer fib_batch::send(nprm_fib_action action) {
-    return ask([&] { return nprm_fib_op(0, action, count(), prefixes_.data(), nexthops_.data()); });
+    answer given = ask([&] { return nprm_fib_op(0, action, count(), prefixes_.data(), nexthops_.data()); });
+    if (given.code == NPRM_ERROR_IF_EXIST) given.meaning = "a prefix is in the FIB already, or comes twice";
+    if (given.code == NPRM_ERROR_IF_NOT_EXIST) given.meaning = "a prefix is not in the FIB";
+    if (given.code == NPRM_ERROR_IF_WRITE_FIB) given.meaning = "the FIB is full, or could not be written";
+    return given;
 }
 
 int fib_add(invocation &call) {
@@ -111,7 +114,8 @@ int fib_look_up(invocation &call) {
     answer given = exchange(route, NPRM_FIB_LOOK_UP, {NPRM_ERROR_IF_NOT_EXIST, "no route contains it"});
     if (given.code == NPRM_OK && std::memcmp(&asked, &route, sizeof route) == 0)
         given = {NPRM_ERROR, false, "The answer lacks a route."};
-    if (given.code != NPRM_OK) throw unknown_for(address + " was not found", given);
+    if (given.code != NPRM_OK)
+        throw unknown_for(address + (given.code == NPRM_ERROR_IF_NOT_EXIST ? " was not found" : " was not looked up"), given);
     report found;
     found.sentence(address + " takes " + text_of(route));
     found.fact("address", nullptr, address);

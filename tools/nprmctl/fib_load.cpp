@@ -238,9 +238,7 @@ class loading {
     }
     static std::string not_tried(uint32_t first) { return ", and nothing from line " + grouped(first) + " on was tried"; }
 
-    failure refused_message(answer given) const {
-        if (given.code == NPRM_ERROR_IF_EXIST) given.meaning = "a prefix is in the FIB already, or comes twice";
-        if (given.code == NPRM_ERROR_IF_WRITE_FIB) given.meaning = "the FIB is full, or could not be written";
+    failure refused_message(const answer &given) const {
         failure problem =
             unchanged_for(text_of(pending_) + (pending_.routes == 1 ? " was not applied" : " were not applied"), given);
         problem.what += "; " + applied_text() + not_tried(pending_.last + 1);

@@ -30,6 +30,7 @@ class fib_batch {
     // Record i, after send() as the card returned it.   Requires: i < count().
     fib_entry at(size_t i) const { return {prefixes_[i], nexthops_[i]}; }
 
+    // With what the card's codes mean for routes.
     answer send(nprm_fib_action action);
 
   private:

@@ -140,16 +140,10 @@ int log_reload(invocation &call) {
     call.parse();
     const auto pid = static_cast<pid_t>(number);
     const std::string who = "process " + std::to_string(pid);
-    if (kill(pid, 0) != 0) throw failure{exit_refused, who + ": " + std::strerror(errno), {}, {}, {}, {}, {}};
-    if (!handles_usr1(pid))
-        throw failure{exit_refused,
-                      who + " does not handle SIGUSR1, which would end it",
-                      "the processes that share the record: nprmctl log show",
-                      {},
-                      {},
-                      {},
-                      {}};
-    if (kill(pid, SIGUSR1) != 0) throw failure{exit_refused, who + ": " + std::strerror(errno), {}, {}, {}, {}, {}};
+    const char *next = "the processes that share the record: nprmctl log show";
+    if (kill(pid, 0) != 0) throw refused(who + ": " + std::strerror(errno), next);
+    if (!handles_usr1(pid)) throw refused(who + " does not handle SIGUSR1, which would end it", next);
+    if (kill(pid, SIGUSR1) != 0) throw refused(who + ": " + std::strerror(errno), next);
     report done;
     done.sentence(who + " reads its log configuration again");
     done.fact("reloaded", nullptr, uint64_t{number});

@@ -7,7 +7,10 @@
 #include "service_text.h"
 #include "tcam_arguments.h"
 
-#include <iostream>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <string_view>
 
 #include <unistd.h>
 
@@ -51,9 +54,10 @@ bool is_confirmed(const invocation &call) {
     if (isatty(STDIN_FILENO) == 0)
         throw usage_error("there is no terminal to ask on: --yes has the server crash without asking", usage_of(call.row()));
     std::fputs("The server ends and leaves a dump; traffic may stop. Crash it? [y/N] ", stderr);
-    std::string line;
-    std::getline(std::cin, line);
-    return line == "y" || line == "Y" || line == "yes";
+    char line[64] = "";
+    if (std::fgets(line, sizeof line, stdin) == nullptr) return false;
+    const std::string_view answer(line, std::strcspn(line, "\n"));
+    return answer == "y" || answer == "Y" || answer == "yes";
 }
 
 }  // namespace

@@ -33,8 +33,8 @@ memory_bytes read_monitoring(uint32_t port) {
 memory_bytes read_image(const std::string &path) {
     const std::string content = read_bytes(path, 2 * sfp_memory_bytes, "a module's memory");
     if (content.size() != sfp_memory_bytes)
-        throw refused(name_of_file(path) + " has " + counted(content.size(), "byte", "bytes") + "; a module's memory has 256",
-                      "nprmctl sfp raw PORT --binary > FILE makes one");
+        throw unusable(name_of_file(path) + " has " + counted(content.size(), "byte", "bytes") +
+                       "; a module's memory has 256, nprmctl sfp raw PORT --binary > FILE makes one");
     memory_bytes bytes = {};
     std::memcpy(bytes.data(), content.data(), bytes.size());
     return bytes;

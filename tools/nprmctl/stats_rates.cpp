@@ -3,7 +3,6 @@
 #include "stats_rates.h"
 
 #include <algorithm>
-#include <cmath>
 
 count_change change_of(uint64_t before, uint64_t after) {
     constexpr uint64_t quarter = uint64_t{1} << 62;
@@ -14,7 +13,7 @@ count_change change_of(uint64_t before, uint64_t after) {
 
 uint64_t per_second(uint64_t difference, std::chrono::microseconds elapsed) {
     if (elapsed.count() <= 0) return 0;
-    const double rate = std::round(static_cast<double>(difference) * 1e6 / static_cast<double>(elapsed.count()));
+    const double rate = static_cast<double>(difference) * 1e6 / static_cast<double>(elapsed.count()) + 0.5;  // rounds below
     return rate >= 0x1p64 ? UINT64_MAX : static_cast<uint64_t>(rate);
 }
 

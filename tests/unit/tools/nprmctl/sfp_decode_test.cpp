@@ -133,6 +133,8 @@ TEST(SfpMonitoring, ReadsValuesOfAModuleThatCalibratesItself) {
     EXPECT_NEAR(readings[sfp_received].now, 0.001, 1e-12);
     EXPECT_NEAR(*dbm_of(readings[sfp_received].now), -30, 1e-9);
     EXPECT_FALSE(dbm_of(0));
+    for (uint32_t raw = 1; raw <= 0xFFFF; ++raw)
+        ASSERT_NEAR(*dbm_of(raw * 1e-4), 10 * std::log10(raw * 1e-4), 1e-12) << raw;
 }
 
 TEST(SfpMonitoring, ConvertsRawValuesWithTheModulesConstants) {
