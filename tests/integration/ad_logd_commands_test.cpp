@@ -177,20 +177,13 @@ TEST_F(AdLogdCommands, IsSteeredFromTheCommandLine) {
 
 TEST_F(AdLogdCommands, ShowNamesTheDaemonAlsoWithoutItsLockFileAndSaysWhenItMayNotKnow) {
     log_daemon_process daemon(files.path());
-    const auto shown = [&] { return run_nprmctl({"log", "show", "--socket", files / "log", "--json"}).json().at("daemon"); };
+    const strings show = {"log", "show", "--socket", files / "log", "--json"};
+    const auto shown = [&] { return run_nprmctl(show).json().at("daemon"); };
     if (getuid() == 0) {
         fs::permissions(files.path(), fs::perms(0755));
-        const pid_t other = fork();
-        if (other == 0) {
-            if (setuid(12345) != 0) _exit(1);
-            // What is built below root's home directory is out of other users' reach.
-            if (access(NPRMCTL_PROGRAM, X_OK) != 0) _exit(2);
-            _exit(std::string(shown()).starts_with("not known: ") ? 0 : 1);
-        }
-        int status = -1;
-        waitpid(other, &status, 0);
-        ASSERT_TRUE(WIFEXITED(status));
-        EXPECT_THAT(WEXITSTATUS(status), testing::AnyOf(0, 2));
+        const nprmctl_run other = run_nprmctl_as_another_user(show);
+        ASSERT_TRUE(other.json().is_object()) << other.errors;
+        EXPECT_THAT(other.json().at("daemon"), testing::StartsWith("not known: "));
     }
     fs::remove(daemon.socket_path() + ".lock");
     EXPECT_EQ(shown(), "process " + std::to_string(daemon.pid()));
@@ -235,20 +228,10 @@ TEST_F(AdLogdCommands, FollowSaysWhoMayFollowToWhoMayNot) {
     log_daemon_process daemon(files.path());
     ASSERT_TRUE(daemon.is_listening());
     fs::permissions(files.path(), fs::perms::owner_all | fs::perms::others_exec);
-    const std::string told = files / "told";
-    const pid_t child = fork();
-    if (child == 0) {
-        const int to = open(told.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-        dup2(to, STDERR_FILENO);
-        if (setuid(12345) != 0) _exit(99);
-        execl(NPRMCTL_PROGRAM, "nprmctl", "log", "follow", "--socket", daemon.base().c_str(), nullptr);
-        _exit(99);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 1);
-    EXPECT_EQ(content_of(told), "nprmctl: " + daemon.socket_path() +
-                                    ".follow: Permission denied\n  try: as the user of the log daemon, or as root\n");
+    const nprmctl_run run = run_nprmctl_as_another_user({"log", "follow", "--socket", daemon.base()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, "nprmctl: " + daemon.socket_path() +
+                              ".follow: Permission denied\n  try: as the user of the log daemon, or as root\n");
 }
 
 TEST_F(AdLogdCommands, ReloadSparesAProcessThatWouldDieOfTheSignal) {

@@ -19,4 +19,7 @@ struct nprmctl_run {
 nprmctl_run run_nprmctl(const std::vector<std::string> &arguments, const std::string &input = {},
                         const char *output_path = nullptr);
 
+// The same by a user who is neither this process's nor root; only root may.
+nprmctl_run run_nprmctl_as_another_user(const std::vector<std::string> &arguments);
+
 #endif
