@@ -67,7 +67,7 @@ void append(nprm_buffer_pool &pool, nprm_link *link) {
 
 // A buffer that is freed twice goes to the tail again, but stands on the list once: a cycle would hand it out for ever.  An
 // overwritten header may have led the list astray: it ends there.
-void unlink_if_free(nprm_buffer_pool &pool, const nprm_link *link) {
+[[gnu::cold]] void unlink_if_free(nprm_buffer_pool &pool, const nprm_link *link) {
     nprm_link *before = nullptr;
     for (nprm_link *at = pool.free_head; at != nullptr && is_buffer_start(pool, buffer_of(at)); before = at, at = at->next) {
         if (at != link) continue;
@@ -89,41 +89,28 @@ uint16_t give_back(nprm_buffer_pool &pool, nprm_link *link) {
     return link->ref_count;
 }
 
-void report_ref_count(const nprm_link *link, uint32_t ref_count) {
+[[gnu::cold]] void report_ref_count(const nprm_link *link, uint32_t ref_count) {
     const void *address = link;
     printf("\nlink %p has a ref_count of %u", address, ref_count);
     fflush(stdout);
     NPRM_LOG_AT(NPRM_LEVEL_ANY, "nprm_enqueue_link", __LINE__, "link %p has a ref_count of %u.", address, ref_count);
 }
 
-void report_foreign(const char *function, const void *buffer) {
+[[gnu::cold]] void report_foreign(const char *function, const void *buffer) {
     printf("\nUnable to locate pool for %p", buffer);
     fflush(stdout);
     NPRM_LOG_AT(NPRM_LEVEL_ANY, function, __LINE__, "Unable to locate pool for %p.", buffer);
 }
 
-void report_repair(const void *buffer, const nprm_buffer_pool &pool) {
+[[gnu::cold]] void report_repair(const void *buffer, const nprm_buffer_pool &pool) {
     printf("\nCorrupted link buffer at %p has been returned to %s pool.", buffer, pool.name);
     fflush(stdout);
     NPRM_LOG_AT(NPRM_LEVEL_ANY, "nprm_free", __LINE__, "Corrupted link buffer at %p has been returned to %s pool..", buffer,
                 pool.name);
 }
 
-// Nothing in the header can be believed, so the buffer may be free.  The index is left as it is: nothing here depends on it.
-void repair(nprm_buffer_pool &pool, nprm_link *link) {
-    report_repair(buffer_of(link), pool);
-    pthread_mutex_lock(&pool.lock);
-    unlink_if_free(pool, link);
-    link->magic = NPRM_LINK_MAGIC;
-    link->pool = &pool;
-    link->ref_count = 1;
-    give_back(pool, link);
-    pthread_mutex_unlock(&pool.lock);
-}
-
-}  // namespace
-
-void nprm_enqueue_link(nprm_link *link) {
+// Appends a link to its pool's free list, and reports one that was not taken exactly once.
+[[gnu::always_inline]] inline void nprm_enqueue_link(nprm_link *link) {
     nprm_buffer_pool &pool = *link->pool;
     pthread_mutex_lock(&pool.lock);
     const uint16_t ref_count = give_back(pool, link);
@@ -131,7 +118,8 @@ void nprm_enqueue_link(nprm_link *link) {
     if (ref_count != 0) report_ref_count(link, ref_count);
 }
 
-nprm_link *nprm_dequeue_link(nprm_buffer_pool *pool) {
+// Removes the head of the free list; null when the pool is empty.
+[[gnu::always_inline]] inline nprm_link *nprm_dequeue_link(nprm_buffer_pool *pool) {
     pthread_mutex_lock(&pool->lock);
     nprm_link *link = pool->free_head;
     if (link != nullptr) {
@@ -143,6 +131,20 @@ nprm_link *nprm_dequeue_link(nprm_buffer_pool *pool) {
     pthread_mutex_unlock(&pool->lock);
     return link;
 }
+
+// Nothing in the header can be believed, so the buffer may be free.  The index is left as it is: nothing here depends on it.
+[[gnu::cold]] void repair(nprm_buffer_pool &pool, nprm_link *link) {
+    report_repair(buffer_of(link), pool);
+    pthread_mutex_lock(&pool.lock);
+    unlink_if_free(pool, link);
+    link->magic = NPRM_LINK_MAGIC;
+    link->pool = &pool;
+    link->ref_count = 1;
+    give_back(pool, link);
+    pthread_mutex_unlock(&pool.lock);
+}
+
+}  // namespace
 
 nprm_buffer_pool *nprm_init_buffer_pool(nprm_buffer_pool *pool) {
     for (uint32_t i = 0; i < pool->count; ++i) {
