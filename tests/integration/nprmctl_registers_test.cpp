@@ -38,6 +38,7 @@ TEST(NprmctlRegShow, TakesABlockANameOrARangeWhateverTheCase) {
     EXPECT_EQ(shown("667-667"), block);
     EXPECT_EQ(shown("EZreg_NPA_IBDMA_CONFIG"), block);
     EXPECT_EQ(shown("ibdma_config"), block);
+    EXPECT_EQ(shown("ezREG_npa_ibdma_config"), block);
     EXPECT_EQ(run_nprmctl({"reg", "show", "1969-1969", "--offline", "--json"}).json().at("registers").at(0).at("block"),
               "Additional Regs");
     EXPECT_EQ(run_nprmctl({"reg", "show", "0-1969", "--offline", "--json"}).json().at("registers").size(), 1970U);
@@ -83,6 +84,14 @@ TEST(NprmctlRegFind, FindsPartsOfNamesWhateverTheCase) {
               "index  register                block\n"
               "  341  EZreg_NPA_EFDMA_CONFIG  Egress Front DMA\n");
     EXPECT_EQ(run_nprmctl({"reg", "find", "EZreg", "--json"}).json().at("registers").size(), 1970U);
+    // Also where the part begins inside what all names begin with, once or again.
+    EXPECT_EQ(run_nprmctl({"reg", "find", "pa_efdma_c"}).output, run_nprmctl({"reg", "find", "EFDMA_C"}).output);
+    EXPECT_EQ(run_nprmctl({"reg", "find", "_", "--json"}).json().at("registers").size(), 1970U);
+    EXPECT_EQ(run_nprmctl({"reg", "find", "pa_x", "--json"}).json().at("registers").size(), 240U);
+    EXPECT_EQ(run_nprmctl({"reg", "find", "pa", "--json"}).json().at("registers").size(), 1970U);
+    EXPECT_EQ(run_nprmctl({"reg", "find", "parse_i"}).output,
+              "index  register                   block\n"
+              "  353  EZreg_NPA_PARSE_INTERRUPT  Top parse\n");
     const nprmctl_run none = run_nprmctl({"reg", "find", "nothing"});
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.output, "no register has \"nothing\" in its name\n");

@@ -4,6 +4,7 @@
 #include "invocation.h"
 #include "nprm.h"
 #include "register_map.h"
+#include "register_names.h"
 #include "register_values.h"
 #include "report.h"
 
@@ -74,11 +75,12 @@ int reg_find(invocation &call) {
     call.notes("Exit status 1 when no register has such a name.\n");
     call.parse();
     if (text.empty()) throw usage_error("TEXT is empty, it must be part of a name", usage_of(call.row()));
+    const register_search search(text);
     report list;
     list.table("registers", {{"index", "index"}, {"name", "register"}, {"block", "block"}});
     uint32_t found = 0;
     for (uint32_t index = 0; index < nprm_get_number_of_regs(); ++index)
-        if (contains_text(get_npa_register_name(index), text)) {
+        if (search.finds(get_npa_register_name(index))) {
             list.row({uint64_t{index}, get_npa_register_name(index), block_name(index)});
             ++found;
         }

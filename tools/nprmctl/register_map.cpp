@@ -5,15 +5,14 @@
 #include "failure.h"
 #include "invocation.h"
 #include "nprm.h"
+#include "register_names.h"
 
 #include <cctype>
-#include <string_view>
 
 #include <strings.h>
 
 namespace {
 
-constexpr std::string_view prefix = "EZreg_NPA_";  // of every register's name
 constexpr const char *how = "nprmctl reg blocks lists the blocks, nprmctl reg find TEXT finds registers";
 
 register_range block_range(uint32_t block) {
@@ -37,10 +36,7 @@ register_range range_of(const std::string &text) {
     if (digits) return block_range(number_argument("BLOCK", text, 1, nprm_get_register_block_names_size()));
     for (uint32_t block = 1; block <= nprm_get_register_block_names_size(); ++block)
         if (strcasecmp(text.c_str(), register_block_names[block - 1]) == 0) return block_range(block);
-    for (uint32_t index = 0; index < nprm_get_number_of_regs(); ++index) {
-        const char *name = get_npa_register_name(index);
-        if (strcasecmp(text.c_str(), name) == 0 || strcasecmp(text.c_str(), name + prefix.size()) == 0) return {index, 1};
-    }
+    if (const uint32_t index = register_named(text); index < nprm_get_number_of_regs()) return {index, 1};
     throw usage_error(in_quotes(text) + " is no block, register or range of indexes", how);
 }
 
@@ -62,10 +58,4 @@ uint32_t block_of_register(uint32_t index) {
         if (index >= range.first && index - range.first < range.count) return block;
     }
     return 0;
-}
-
-bool contains_text(const char *text, const std::string &part) {
-    for (; *text != '\0'; ++text)
-        if (strncasecmp(text, part.c_str(), part.size()) == 0) return true;
-    return false;
 }

@@ -16,6 +16,4 @@ register_range registers_of(const std::string &text);
 // The block that a register belongs to; 0 for no register.
 uint32_t block_of_register(uint32_t index);
 
-bool contains_text(const char *text, const std::string &part);  // whatever the case
-
 #endif
