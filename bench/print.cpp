@@ -133,6 +133,6 @@ int main(int argc, char **argv) {
     run.pair_by_difference(
         "the last register by its name, beside nothing", highest_ns, [&] { keep(register_named(last)); }, [] {});
     run.pair_by_difference(
-        "all registers with a text in their names, beside nothing", highest_ns, [&] { keep(find_text(search)); }, [] {});
+        "all registers with a text in their names, beside nothing", run.no_limit, [&] { keep(find_text(search)); }, [] {});
     return run.finish();
 }
