@@ -3,8 +3,11 @@
 #define TESTS_SCRIPTED_CLIENT_H
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
+
+#include <stdio_ext.h>
 
 #include <gtest/gtest.h>
 
@@ -36,6 +39,16 @@ std::string stdout_of(Run run) {
     testing::internal::CaptureStdout();
     run();
     return testing::internal::GetCapturedStdout();
+}
+// The same without what is still in the stream's buffer: what stays when the process ends in a crash.
+template <typename Run>
+std::string flushed_stdout_of(Run run) {
+    size_t unflushed = 0;
+    const std::string all = stdout_of([&] {
+        run();
+        unflushed = __fpending(stdout);
+    });
+    return all.substr(0, all.size() - unflushed);
 }
 
 // The request buffers that can be taken now; all are given back.

@@ -141,6 +141,11 @@ TEST_F(FsmUnhandled, SaysEventAndStateAndReturns1) {
     EXPECT_EQ(said, "\nI have no idea how to handle 7 event in 3 state.");
 }
 
+TEST_F(FsmUnhandled, FlushesWhatItSays) {
+    nprm_syslog_flag = 0;
+    EXPECT_EQ(flushed_stdout_of([] { nprm_fsm_unhandled(3, 7, 0); }), "\nI have no idea how to handle 7 event in 3 state.");
+}
+
 TEST_F(FsmUnhandled, ShowsLargeNumbersAsSigned) {
     run_unhandled(0xFFFFFFFF, 0x80000000);
     EXPECT_EQ(said, "\nI have no idea how to handle -2147483648 event in -1 state.");

@@ -253,6 +253,14 @@ TEST_F(Tcam, InsertAclTracesAFailedTransportAsWell) {
     EXPECT_NE(log.find("nprm_tcam_insert_v4_acl_vmr_dup(1358): got a reply with error no 0."), std::string::npos) << log;
 }
 
+TEST_F(Tcam, InsertAclsTraceIsFlushed) {
+    const acl_entries acl(1);
+    answer(3, 0);
+    nprm_syslog_flag = 0;
+    const auto insert = [&] { nprm_tcam_insert_v4_acl_vmr_dup(1, 0, 1, acl.key.data(), acl.mask.data(), acl.result.data()); };
+    EXPECT_EQ(flushed_stdout_of(insert), "\ngot a reply with error no 0");
+}
+
 TEST_F(Tcam, InsertAclsTraceIsLoggedForAnyOfBits0To27) {
     const acl_entries acl(1);
     for (const uint32_t flag : {0x1u, 0x2u, 0x08000000u, 0xF0000000u, 0u}) {

@@ -37,8 +37,8 @@ class Blob : public ::testing::Test {
         EXPECT_EQ(ending, "\n");
         return text;
     }
-    std::string log_of_walk(int result) {
-        nprm_syslog_flag = 1;
+    std::string log_of_walk(int result, uint32_t flag = 1) {
+        nprm_syslog_flag = flag;
         std::string log;
         stdout_of([&] { log = stderr_of([&] { EXPECT_EQ(nprm_decode_config_to_file(nullptr, 0, nullptr, words()), result); }); });
         nprm_syslog_flag = 0;
@@ -127,7 +127,7 @@ TEST_F(Blob, TheShortFormEchoes) {
 }
 
 TEST_F(Blob, AnEmptyBlobIsANewlineAndReturns1) {
-    EXPECT_EQ(stdout_of([&] { EXPECT_EQ(nprm_decode_config(words()), 1); }), "\n");
+    EXPECT_EQ(flushed_stdout_of([&] { EXPECT_EQ(nprm_decode_config(words()), 1); }), "\n");
     EXPECT_EQ(stdout_of([&] { EXPECT_EQ(nprm_decode_config(nullptr), 1); }), "\n");
 }
 
@@ -158,6 +158,8 @@ TEST_F(Blob, LogsItsEnd) {
     const std::string log = log_of_walk(1);
     EXPECT_EQ(log.find("nprm_decode_config_to_file("), 0u) << log;
     EXPECT_EQ(log.substr(log.find("): ")), "): .") << log;
+    EXPECT_EQ(log_of_walk(1, 0x08000000), log) << "any of the low 28 bits";
+    EXPECT_EQ(log_of_walk(1, 0xF0000000), "");
 }
 
 TEST_F(Blob, AFullBlobNeedsNoTerminator) {

@@ -156,6 +156,7 @@ TEST_F(EntryPrinter, EchoesToStandardOutputWhenAsked) {
     const std::vector<uint32_t> entry = entry_of({1, 2, 3});
     const std::string echoed = stdout_of([&] { decode_fib(7, entry.data(), 1, nullptr, nullptr); });
     EXPECT_EQ(echoed, printed(11, 7, {1, 2, 3}));
+    EXPECT_EQ(flushed_stdout_of([&] { decode_fib(7, entry.data(), 1, nullptr, nullptr); }), echoed);
     EXPECT_EQ(stdout_of([&] { decode_fib(7, entry.data(), 0, nullptr, nullptr); }), "");
 }
 

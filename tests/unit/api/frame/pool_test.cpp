@@ -6,6 +6,8 @@
 #include <thread>
 #include <vector>
 
+#include <gmock/gmock.h>
+
 #include "tests/support/scripted_client.h"
 
 namespace {
@@ -262,6 +264,18 @@ TEST_F(Pool, ReportsAreNotLoggedWhenTheMaskIsClear) {
     nprm_syslog_flag = NPRM_SYSLOG_FLAG_DEFAULT;
     EXPECT_NE(out, "");
     EXPECT_EQ(log, "");
+}
+
+TEST_F(Pool, ReportsAreFlushed) {
+    POOL(pool, 0, 1, 32);
+    nprm_init_buffer_pool(&pool);
+    nprm_syslog_flag = 0;
+    void *buffer = nprm_pool_malloc(&pool);
+    header_of(buffer)->magic = 0;
+    EXPECT_THAT(flushed_stdout_of([&] { nprm_free(buffer); }), testing::EndsWith(" pool."));
+    EXPECT_THAT(flushed_stdout_of([&] { nprm_free(buffer); }), testing::EndsWith(" has a ref_count of 65535"));
+    EXPECT_THAT(flushed_stdout_of([&] { nprm_free(&pool); }), testing::EndsWith(pointer_text(&pool)));
+    nprm_syslog_flag = NPRM_SYSLOG_FLAG_DEFAULT;
 }
 
 TEST_F(Pool, RepairsAnOverwrittenHeaderOfABufferOfItsOwn) {

@@ -128,11 +128,22 @@ TEST_F(Segment, IdsAbove1AreRefused) {
 TEST_F(Segment, SizesThatPass32BitsAreRefused) {
     const uint32_t whole[] = {0xFFFFFFF1};
     const uint32_t sum[] = {0x80000000, 0x80000000};
-    const void *base = &base;
-    EXPECT_NE(stderr_of([&] { base = nprm_shm_init(0, 1, whole, 1); }).find("): id = 0."), std::string::npos);
-    EXPECT_EQ(base, nullptr);
-    EXPECT_NE(stderr_of([&] { base = nprm_shm_init(0, 2, sum, 1); }).find("): id = 0."), std::string::npos);
-    EXPECT_EQ(base, nullptr);
+    const uint32_t small_sum[] = {0xFFFFFFF0, 32};  // 16 in 32 bits
+    // Refused by themselves, not for want of a segment: one that holds what is left in 32 bits is there.
+    const uint32_t unit[] = {16};
+    ASSERT_NE(nprm_shm_init(1, 1, unit, 1), nullptr);
+    const struct {
+        const uint32_t *sizes;
+        uint32_t units;
+    } cases[] = {{whole, 1}, {sum, 2}, {small_sum, 2}};
+    for (const uint32_t id : {0u, 1u}) {
+        for (const auto &each : cases) {
+            const void *base = &base;
+            const std::string log = stderr_of([&] { base = nprm_shm_init(id, each.units, each.sizes, 1); });
+            EXPECT_NE(log.find("): id = " + std::to_string(id) + "."), std::string::npos) << log;
+            EXPECT_EQ(base, nullptr);
+        }
+    }
 }
 
 TEST_F(Segment, StaysAttachedWhenALaterCallIsRefused) {

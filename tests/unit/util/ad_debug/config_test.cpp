@@ -166,6 +166,20 @@ TEST_F(AdReadDebugCfg, SearchesWhatTheFileNameLeftBehindAShortFile) {
     EXPECT_EQ(level, 3);
 }
 
+// Leaves sevens where the functions that are called next have their variables.
+__attribute__((noinline)) void fill_stack() {
+    char sevens[8192];
+    std::memset(sevens, '7', sizeof sevens);
+    asm volatile("" : : "r"(sevens) : "memory");
+}
+
+TEST_F(AdReadDebugCfg, FindsNothingBehindAFileThatIsLongerThanItsName) {
+    write_file(main_path() + ".cfg", std::string(300, ' ') + "debug_level=2");
+    fill_stack();
+    read(main_path());
+    EXPECT_EQ(level, 2);
+}
+
 TEST_F(AdReadDebugCfg, SearchesUpToTheFirstZeroByte) {
     read_file(std::string("x\0debug_level=3", 15));
     EXPECT_EQ(level, -1);
