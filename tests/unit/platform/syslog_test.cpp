@@ -45,10 +45,13 @@ TEST(NySyslog, PutsModuleAndMessageNumberInFront) {
 }
 
 TEST(NySyslog, WritesToTheSystemLogUnlessToldOtherwise) {
-    const scratch_variable where("NY_SYSLOG", nullptr);
-    ny_syslog(2, 71, 0, 512035, "out of memory, 100%% of %d", 7);
-    EXPECT_EQ(logged_priority, 2);
-    EXPECT_EQ(logged_text, "module 71, message 512035: out of memory, 100% of 7");
+    for (const char *said : {static_cast<const char *>(nullptr), "", "STDERR", "stderr2"}) {
+        const scratch_variable where("NY_SYSLOG", said);
+        logged_text = "";
+        ny_syslog(2, 71, 0, 512035, "out of memory, 100%% of %d", 7);
+        EXPECT_EQ(logged_priority, 2);
+        EXPECT_EQ(logged_text, "module 71, message 512035: out of memory, 100% of 7");
+    }
 }
 
 TEST(NySyslog, TakesNoFacilityFromItsCaller) {
