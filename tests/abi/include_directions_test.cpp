@@ -32,8 +32,8 @@ const std::map<std::string, std::vector<std::string>> directions = {
     {"tools/ad_logd", {"public"}},
     {"examples", {"public"}},
     {"bench",
-     {"tools/ad_logd", "api", "api/wire", "api/frame", "api/config", "api/stats", "api/diag", "util", "util/ad_debug", "platform",
-      "platform/local"}},
+     {"tools/ad_logd", "tools/nprmctl/register_names.h", "api", "api/wire", "api/frame", "api/config", "api/stats", "api/diag",
+      "util", "util/ad_debug", "platform", "platform/local"}},
 };
 
 bool is_public(const std::string &path) {
