@@ -31,6 +31,7 @@ done
 
 # The file is read as pkg-config reads it: assignments first, then fields.
 pc=$(find "$tree" -name nprm.pc)
+# shellcheck disable=SC2034
 pcfiledir=$(dirname "$pc")
 eval "$(sed -n '/^[a-z]*=/p' "$pc")"
 field() { eval "printf '%s' \"$(sed -n "s/^$1: //p" "$pc")\""; }
