@@ -249,6 +249,9 @@ TEST_F(NprmctlHw, EndsWithAnErrorWhenRepliesAreCut) {
             EXPECT_THAT(run.errors, StartsWith("nprmctl: ")) << command[0] << " " << left;
             fault({{"kind", "none"}});
         }
+    // Registers that came whole in a reply that announces more of them: what the library made of it is released.
+    fault({{"kind", "oversize"}, {"component", "NPA"}});
+    EXPECT_EQ(run_nprmctl({"reg", "show", "34"}).status, 1);
 }
 
 TEST_F(NprmctlHw, SurvivesRepliesOfRandomBytes) {

@@ -13,6 +13,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include "tests/support/scratch.h"
 
 namespace {
@@ -36,8 +38,12 @@ nprmctl_run run(std::vector<std::string> words, const std::string &input, const 
     posix_spawn_file_actions_destroy(&actions);
     int status = 0;
     if (error != 0 || waitpid(child, &status, 0) != child) throw std::runtime_error(words[0] + " cannot be started");
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), output_path != nullptr ? "" : content_of(out),
-            content_of(err)};
+    nprmctl_run ended = {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
+                         output_path != nullptr ? "" : content_of(out), content_of(err)};
+    // What a sanitizer finds ends nprmctl with status 1, as a refusal does.
+    for (const char *finding : {"Sanitizer", "runtime error:"})
+        EXPECT_EQ(ended.errors.find(finding), std::string::npos) << words[1] << ": " << ended.errors;
+    return ended;
 }
 
 }  // namespace

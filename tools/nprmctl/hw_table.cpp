@@ -5,15 +5,14 @@
 #include "entry_json.h"
 #include "input_file.h"
 #include "invocation.h"
+#include "library_memory.h"
 #include "server.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <memory>
 
 #include <strings.h>
 
@@ -107,9 +106,8 @@ table_description table_of(const std::string &text) {
 std::vector<blob_entry> fetch(const table_description &table, table_operation operation, hw_table_info &info, uint32_t first,
                               const std::string &what) {
     info.table_id = table.id;
-    uint8_t *bytes = nullptr;
-    const answer given = ask([&] { return operation(&info, &bytes); });
-    const std::unique_ptr<uint8_t, decltype(&std::free)> owned(bytes, &std::free);
+    library_memory<uint8_t> bytes;
+    const answer given = ask([&] { return operation(&info, &bytes.data); });
     if (given.code == NPRM_ERROR_PARAM_KEY_NOT_FOUND) return {};
     if (given.code != NPRM_OK) {
         failure problem = unknown_for(what, given);
@@ -118,7 +116,7 @@ std::vector<blob_entry> fetch(const table_description &table, table_operation op
     }
     std::vector<blob_entry> entries;
     for (uint32_t i = 0; i < info.num_entries; ++i) {
-        const auto *entry = reinterpret_cast<const char *>(bytes) + size_t{i} * NPRM_HW_ENTRY_BYTES;
+        const auto *entry = reinterpret_cast<const char *>(bytes.data) + size_t{i} * NPRM_HW_ENTRY_BYTES;
         entries.push_back({table.layout, first + i, 0, std::string(entry, NPRM_HW_ENTRY_BYTES)});
     }
     return entries;

@@ -6,11 +6,11 @@
 #include "invocation.h"
 #include "server.h"
 #include "id_list.h"
+#include "library_memory.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <numeric>
 
@@ -107,15 +107,14 @@ std::vector<nprm_stats_counter> stats_source::read(uint32_t table, const std::ve
         if (!is_shared && !is_connected_) connect(call_);
         is_connected_ = is_connected_ || !is_shared;
         hear_statistics();
-        void *data = nullptr;
+        library_memory<void> slots;
         std::vector<uint32_t> wanted = ids;
         do_or_throw("table " + std::to_string(table) + " was not read", [&] {
             const uint32_t operation = and_clear ? NPRM_STATS_READ_CLEAR : NPRM_STATS_READ;
             return static_cast<uint32_t>(
-                nprm_stats_op(table, operation, static_cast<uint32_t>(wanted.size()), wanted.data(), &data));
+                nprm_stats_op(table, operation, static_cast<uint32_t>(wanted.size()), wanted.data(), &slots.data));
         });
-        const std::unique_ptr<void, decltype(&std::free)> owned(data, &std::free);
-        if (!counters.empty()) std::memcpy(counters.data(), data, counters.size() * sizeof(nprm_stats_counter));
+        if (!counters.empty()) std::memcpy(counters.data(), slots.data, counters.size() * sizeof(nprm_stats_counter));
         return counters;
     }
     if (!is_shared)
@@ -156,10 +155,9 @@ void change_table(const invocation &call, const std::string &what, uint32_t tabl
 void write_entry(const invocation &call, uint32_t table, uint32_t entry, const std::vector<nprm_stats_counter> &counters) {
     connect(call);
     const size_t bytes = counters.size() * sizeof(nprm_stats_counter);
-    void *data = std::malloc(bytes);  // the library releases it when the write fails
-    if (data == nullptr) throw std::bad_alloc();
-    std::memcpy(data, counters.data(), bytes);
-    const auto write = [&] { return static_cast<uint32_t>(nprm_stats_op(table, NPRM_STATS_WRITE, 1, &entry, &data)); };
+    library_memory<void> written(std::malloc(bytes));  // the library releases it when the write fails
+    if (written.data == nullptr) throw std::bad_alloc();
+    std::memcpy(written.data, counters.data(), bytes);
+    const auto write = [&] { return static_cast<uint32_t>(nprm_stats_op(table, NPRM_STATS_WRITE, 1, &entry, &written.data)); };
     do_or_throw("the counters were not written", write, unchanged_for);
-    std::free(data);
 }
