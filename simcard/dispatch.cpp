@@ -52,6 +52,10 @@ const model_operation *find_operation(const component_model &model, uint32_t num
     return found == model.operations.end() ? nullptr : &*found;
 }
 
+bool takes(const model_operation &operation, uint32_t units) {
+    return operation.records == any_number || operation.records == units;
+}
+
 uint32_t refusal_units(const component_row &component, uint32_t units_asked) {
     if (component.model->head_records > 0) return component.model->head_records;
     const auto most = static_cast<uint32_t>((NPRM_MESSAGE_BYTES_MAX - sizeof(nprm_message_header)) / component.record_bytes);
@@ -88,6 +92,8 @@ dispatcher::answer dispatcher::serve(const component_row &component, std::span<c
         result = model.malformed;
     else if (operation == nullptr)
         result = model.unknown_operation;
+    else if (!takes(*operation, header.units))
+        result = model.malformed;
     else
         result = operation->serve({header.operation, header.units, message.subspan(sizeof header)}, reply);
     if (result == NPRM_OK)

@@ -152,13 +152,6 @@ bool find_host(std::span<const uint8_t> address, hw_entry &entry) {
     return false;
 }
 
-// Addresses as the wide fields of entries have them: numbers of 32 bits, the first the most significant.
-void put_address(hw_entry &entry, std::string_view field, std::span<const uint8_t> bytes) {
-    for (size_t i = 0; i + 4 <= bytes.size(); i += 4)
-        entry.set(element_name(field, i / 4),
-                  uint32_t{bytes[i]} << 24 | uint32_t{bytes[i + 1]} << 16 | uint32_t{bytes[i + 2]} << 8 | bytes[i + 3]);
-}
-
 uint32_t wccp_count() {
     return NPRM_SERVICE_WCCP_MAX;
 }
@@ -181,7 +174,7 @@ bool read_vemo(uint32_t id, hw_entry &entry) {
         .set("cb2.wccp_ip", has_ip)
         .set("vemo_key", id);
     if (is_mac) entry.set_each("addr.mac", {of.address_a, NPRM_WCCP_MAC_BYTES});
-    if (has_ip) put_address(entry, "addr.ip", address_bytes(of.address_a, is_ipv4));
+    if (has_ip) entry.set_words("addr.ip", address_bytes(of.address_a, is_ipv4));
     return true;
 }
 
@@ -203,7 +196,7 @@ bool put_encapsulation(hw_entry &entry, const char *kind, const uint8_t (&addres
         .set("ttl", time_to_live)
         .set("protocol", gre_protocol)
         .set("gre", is_ipv4 ? gre_of_ipv4 : gre_of_ipv6);
-    put_address(entry, "dip", address_bytes(address, is_ipv4));
+    entry.set_words("dip", address_bytes(address, is_ipv4));
     return true;
 }
 
@@ -226,10 +219,6 @@ bool read_encapsulation(uint32_t address, hw_entry &entry) {
     return has_ip && put_encapsulation(entry, "cb0.wccp", of.address_a, (of.flags & NPRM_WCCP_IPV4_FLAG) != 0);
 }
 
-bool is_valid(const std::optional<nprm_distribution_member> &member) {
-    return member && (member->byte[0] & NPRM_SERVICE_MEMBER_VALID) != 0;
-}
-
 uint32_t group_count() {
     return NPRM_SERVICE_GROUPS_MAX;
 }
@@ -242,7 +231,7 @@ bool read_action(uint32_t id, hw_entry &entry) {
     const auto found = fdm().groups.find(static_cast<uint16_t>(id));
     if (found == fdm().groups.end()) return false;
     const auto &members = found->second.members;
-    const auto first = std::ranges::find_if(members, is_valid);
+    const auto first = std::ranges::find_if(members, [](const auto &member) { return member && is_valid(*member); });
     const bool redirects = first != members.end();
     entry.set("cb0.valid", 1)
         .set("cb0.match", 1)
@@ -276,7 +265,7 @@ bool read_distribution(uint32_t address, hw_entry &entry) {
     if (found == fdm().groups.end()) return false;
     const auto &member = found->second.members[address % NPRM_SERVICE_HASH_INDEXES];
     if (!member) return false;
-    entry.set("cb0.valid", 1).set("cb0.match", 1).set("cb0.sn_undef", !is_valid(member)).set("sn_id", member->byte[1]);
+    entry.set("cb0.valid", 1).set("cb0.match", 1).set("cb0.sn_undef", !is_valid(*member)).set("sn_id", member->byte[1]);
     return true;
 }
 
