@@ -152,8 +152,11 @@ bool find_host(std::span<const uint8_t> address, hw_entry &entry) {
     return false;
 }
 
-uint32_t wccp_count() {
-    return NPRM_SERVICE_WCCP_MAX;
+// Nodes, contexts and WCCP entries may have any id of 8 bits.
+constexpr uint32_t ids = UINT8_MAX + 1;
+
+uint32_t wccp_ids() {
+    return ids;
 }
 
 bool read_vemo(uint32_t id, hw_entry &entry) {
@@ -179,11 +182,11 @@ bool read_vemo(uint32_t id, hw_entry &entry) {
 }
 
 // The encapsulation table has the nodes' headers, then the contexts', then those to WCCP servers.
-constexpr uint32_t first_context = NPRM_SERVICE_NODES_MAX;
-constexpr uint32_t first_wccp = first_context + NPRM_SERVICE_CONTEXTS_MAX;
+constexpr uint32_t first_context = ids;
+constexpr uint32_t first_wccp = first_context + ids;
 
 uint32_t encapsulation_count() {
-    return first_wccp + NPRM_SERVICE_WCCP_MAX;
+    return first_wccp + ids;
 }
 
 bool put_encapsulation(hw_entry &entry, const char *kind, const uint8_t (&address)[16], bool is_ipv4) {
@@ -219,8 +222,15 @@ bool read_encapsulation(uint32_t address, hw_entry &entry) {
     return has_ip && put_encapsulation(entry, "cb0.wccp", of.address_a, (of.flags & NPRM_WCCP_IPV4_FLAG) != 0);
 }
 
-uint32_t group_count() {
-    return NPRM_SERVICE_GROUPS_MAX;
+// Groups may have any id of 16 bits.
+constexpr uint32_t group_ids = UINT16_MAX + 1;
+
+uint32_t group_capacity() {
+    return group_ids;
+}
+uint32_t groups_end() {
+    const auto &groups = fdm().groups;
+    return groups.empty() ? 0 : groups.rbegin()->first + 1U;
 }
 uint32_t groups_used() {
     return static_cast<uint32_t>(fdm().groups.size());
@@ -245,12 +255,10 @@ bool read_action(uint32_t id, hw_entry &entry) {
 }
 
 uint32_t distribution_size() {
-    return NPRM_SERVICE_GROUPS_MAX * NPRM_SERVICE_HASH_INDEXES;
+    return group_ids * NPRM_SERVICE_HASH_INDEXES;
 }
-
 uint32_t distribution_end() {
-    const auto &groups = fdm().groups;
-    return groups.empty() ? 0 : (groups.rbegin()->first + 1U) * NPRM_SERVICE_HASH_INDEXES;
+    return groups_end() * NPRM_SERVICE_HASH_INDEXES;
 }
 
 uint32_t distribution_used() {
@@ -301,9 +309,9 @@ constexpr hw_table tables[] = {
      find_host<put_mask>, host_count},
     {NPRM_ENTRY_HOST_RESULT, NPRM_ENTRY_HOST_RESULT, "Host Results", 16, host_capacity, host_count, read_host<put_result>,
      find_host<put_result>, host_count},
-    {NPRM_ENTRY_VEMO, NPRM_ENTRY_VEMO, "Vemo Entry", 32, wccp_count, wccp_count, read_vemo},
+    {NPRM_ENTRY_VEMO, NPRM_ENTRY_VEMO, "Vemo Entry", 32, wccp_ids, wccp_ids, read_vemo},
     {NPRM_ENTRY_ENCAP, NPRM_ENTRY_ENCAP, "Encap entry", 32, encapsulation_count, encapsulation_count, read_encapsulation},
-    {NPRM_ENTRY_ACTION, NPRM_ENTRY_ACTION, "Action Entry", 8, group_count, group_count, read_action, nullptr, groups_used},
+    {NPRM_ENTRY_ACTION, NPRM_ENTRY_ACTION, "Action Entry", 8, group_capacity, groups_end, read_action, nullptr, groups_used},
     {NPRM_ENTRY_SNG_DIST, NPRM_ENTRY_SNG_DIST, "SNG DIST Entry", 8, distribution_size, distribution_end, read_distribution, nullptr,
      distribution_used},
     {NPRM_ENTRY_PARSE_DIST_LIST, NPRM_ENTRY_PARSE_DIST_LIST, "PARSE Distribution List Config", 4, list_count, list_count,
