@@ -25,7 +25,6 @@ class hw_entry {
     hw_entry &set_words(std::string_view field, std::span<const uint8_t> bytes);
     // Writes the bytes of a layout that is a string of them, and of tables without layout.
     hw_entry &set_bytes(uint32_t offset, std::span<const uint8_t> bytes);
-    void clear() { bytes_.fill(0); }
 
     // The field's value; none when the layout has no such field.
     std::optional<uint64_t> value(std::string_view field) const;

@@ -131,7 +131,7 @@ TEST(Card, StartsAnewAfterReset) {
     under_test.faults.add(*find_fault_kind("drop"), {}, 1, {}, 0);
     under_test.reset();
     EXPECT_FALSE(under_test.acknowledge_only);
-    EXPECT_TRUE(under_test.faults.empty());
+    EXPECT_TRUE(under_test.faults.active().empty());
     EXPECT_EQ(find_component(7)->model->describe(), nlohmann::json::parse(R"({"capacity": 50, "free": 50, "lists": []})"));
 }
 
