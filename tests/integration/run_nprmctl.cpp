@@ -2,6 +2,7 @@
 
 #include "run_nprmctl.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -23,10 +24,8 @@ nprmctl_run run(std::vector<std::string> words, const std::string &input, const 
     const std::string in = files / "in", out = output_path != nullptr ? output_path : files / "out", err = files / "err";
     std::ofstream(in) << input;
 
-    std::vector<char *> pointers;
-    for (std::string &word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
+    std::vector<char *> pointers(words.size() + 1);  // the last one stays null
+    std::ranges::transform(words, pointers.begin(), [](std::string &word) { return word.data(); });
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, in.c_str(), O_RDONLY, 0);

@@ -49,7 +49,7 @@ char **complete(const char *begun, int start, int /*end*/) {
         said.push_back(word);
     completion.found = completion.words(said, begun);
     std::erase_if(completion.found, [begun](const std::string &word) { return !word.starts_with(begun); });
-    *completion.behind_match = completion.found.empty() ? '\0' : ' ';  // a path may go on
+    *completion.behind_match = completion.found.empty() ? int{'\0'} : int{' '};  // a path may go on
     return completion.found.empty() ? nullptr : completion.matches(begun, next_match);
 }
 

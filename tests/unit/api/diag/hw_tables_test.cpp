@@ -187,10 +187,10 @@ TEST_F(HwTables, AShorterKeyIsFollowedByZerosWhateverTheBufferHeld) {
 
 TEST_F(HwTables, NoEntriesAreASuccessWithABuffer) {
     ruv.reply(table_reply(1, 0));
-    uint8_t *entries = untouched;
+    uint8_t *entries = nullptr;
     EXPECT_EQ(get_hw_table_data(&info, &entries), 0u);
     EXPECT_EQ(info.num_entries, 0u);
-    ASSERT_NE(entries, untouched);
+    ASSERT_NE(entries, nullptr);
     free(entries);
 }
 
