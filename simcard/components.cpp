@@ -3,7 +3,7 @@
 #include "components.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 #include <vector>
 
 #include <strings.h>
@@ -12,6 +12,12 @@ namespace {
 
 constexpr const component_model *models[] = {&mac_model,   &fdm_model,  &if_model,   &cmm_model,    &npa_model,
                                              &stats_model, &tcam_model, &wccp_model, &npdebug_model};
+
+#define RECORD_BYTES(number, name, opcode, record_bytes) record_bytes,
+constexpr uint32_t record_sizes[] = {NPRM_COMPONENT_LIST(RECORD_BYTES)};
+#undef RECORD_BYTES
+static_assert(std::size(models) + std::ranges::count(record_sizes, 0U) == std::size(record_sizes),
+              "a component with records has no model, or a model no component");
 
 const component_model *model_of(uint32_t component) {
     return *std::ranges::find_if(models, [&](const auto *model) { return model->component == component; });

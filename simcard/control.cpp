@@ -16,7 +16,7 @@ namespace {
 
 using json = nlohmann::ordered_json;  // an answer tells its members in the order of their description
 
-constexpr int depth_max = 4;  // no request is nested
+constexpr int depth_max = 4;  // no question is nested more deeply
 
 // What the answer's "error" says.
 struct refusal : std::runtime_error {

@@ -16,13 +16,6 @@ namespace {
 
 constexpr size_t connections_max = 32;
 
-// The connecting process's user, as the kernel knows it.
-bool is_own_user(int connection) {
-    ucred peer;
-    socklen_t bytes = sizeof peer;
-    return getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &peer, &bytes) == 0 && peer.uid == geteuid();
-}
-
 int open_spare() {
     return open("/dev/null", O_RDONLY | O_CLOEXEC);
 }
@@ -48,7 +41,7 @@ void control_socket::accept_connections() {
         const int connection = accept4(listener_->get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (connection < 0 && (errno == EMFILE || errno == ENFILE) && turn_one_away()) continue;
         if (connection < 0) return;
-        if (!is_own_user(connection) || connections_.size() >= connections_max) {
+        if (ruv_local_is_own_user(connection) == 0 || connections_.size() >= connections_max) {
             close(connection);
             continue;
         }

@@ -52,6 +52,15 @@ const model_operation *find_operation(const component_model &model, uint32_t num
     return found == model.operations.end() ? nullptr : &*found;
 }
 
+// What refuses a request before its operation sees it; NPRM_OK when nothing does.
+uint32_t check(const component_row &component, const model_operation *operation, const nprm_message_header &header,
+               size_t message_bytes) {
+    if (!size_fits(header, component.record_bytes, message_bytes)) return component.model->malformed;
+    if (operation == nullptr) return component.model->unknown_operation;
+    const bool number_fits = operation->records == any_number || operation->records == header.units;
+    return number_fits ? uint32_t{NPRM_OK} : component.model->malformed;
+}
+
 uint32_t refusal_units(const component_row &component, uint32_t units_asked) {
     if (component.model->head_records > 0) return component.model->head_records;
     const auto most = static_cast<uint32_t>((NPRM_MESSAGE_BYTES_MAX - sizeof(nprm_message_header)) / component.record_bytes);
@@ -81,14 +90,8 @@ dispatcher::answer dispatcher::serve(const component_row &component, std::span<c
     model_reply reply(area_, header.operation, component.record_bytes);
     reply.resize(units);
 
-    uint32_t result;
-    if (refuse_with)
-        result = *refuse_with;
-    else if (!size_fits(header, component.record_bytes, message.size()))
-        result = model.malformed;
-    else if (operation == nullptr)
-        result = model.unknown_operation;
-    else
+    uint32_t result = refuse_with.value_or(check(component, operation, header, message.size()));
+    if (!refuse_with && result == NPRM_OK)
         result = operation->serve({header.operation, header.units, message.subspan(sizeof header)}, reply);
     if (result == NPRM_OK)
         accept(model, reply);

@@ -73,7 +73,6 @@ class fault_set {
              uint32_t seed);
     void clear() { active_.clear(); }
 
-    bool empty() const { return active_.empty(); }
     bool hides_ready() const;
     std::span<const active_fault> active() const { return active_; }
 

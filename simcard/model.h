@@ -95,6 +95,8 @@ class model_reply {
     size_t length_ = sizeof(nprm_message_header);  // of the message
 };
 
+constexpr uint32_t any_number = 0;  // of records
+
 // One operation.  serve is called with a reply of as many records as a refusal would have, all zero, and returns NPRM_OK when the
 // reply is as it shall be sent (its records may carry results of their own); any other code refuses the request as a whole, and
 // then nothing may have changed.
@@ -102,6 +104,7 @@ struct model_operation {
     uint32_t number;
     const char *name;
     uint32_t (*serve)(const model_request &, model_reply &);
+    uint32_t records = 1;  // of a request; one that has another number is malformed, and serve does not see it
 };
 
 // Simulated time that has passed, and how busy the card was in it.
@@ -114,7 +117,7 @@ struct component_model {
     nprm_component component;
     std::span<const model_operation> operations;
     uint32_t head_records;       // a refusal has these, the code in the first; 0: one for each record asked, the code in every one
-    uint32_t malformed;          // the code for a request whose size does not fit
+    uint32_t malformed;          // the code for a request whose size or number of records does not fit
     uint32_t unknown_operation;  // the code for an operation without a row
     bool status_not_code = false;  // a reply begins with a status, 1 when it was done and 0 when not, in place of the code
     void (*reset)(const card_configuration &);  // back to the state at start

@@ -59,9 +59,10 @@
  *       [{"kind": "delay", "component": "TCAM" or null, "remaining": 3, "value": 250 or null, "seed": 1}, ...]
  *   "models"
  *       an object a model, by the component's name:
- *       "TCAM": {"capacity": 65536, "free": 63488, "lists": [{"id": 0, "kind": "acl" or "policy" or null, "size": 2048, "used":
- * 3}]}
- *       "IF": {"fib": {"capacity": 2000000, "ipv4": 3, "ipv6": 0, "bytes": 118}}
+ *       "TCAM": {"capacity": 65536, "free": 63488,
+ *                "lists": [{"id": 0, "kind": "acl" or "policy" or null, "size": 2048, "used": 3}]}
+ *       "IF": {"fib": {"capacity": 2000000, "ipv4": 3, "ipv6": 0, "bytes": 118}, ...}
+ *       and so on, one for each model
  */
 #ifndef NPRM_SIMCARD_H
 #define NPRM_SIMCARD_H

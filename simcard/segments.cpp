@@ -18,6 +18,7 @@ namespace {
 
 constexpr key_t key = NPRM_SHM_KEY + NPRM_SHM_STATUS;
 constexpr size_t segment_bytes = (NPRM_SHM_STATUS_UNIT_BYTES + NPRM_SHM_UNIT_ALIGN - 1) / NPRM_SHM_UNIT_ALIGN * NPRM_SHM_UNIT_ALIGN;
+
 // Process ids are given again: only a process that is a card counts.
 bool is_living_card(uint32_t process) {
     const auto pid = static_cast<pid_t>(process);

@@ -2,22 +2,11 @@
 #ifndef NPRM_CONFIG_EXCHANGE_H
 #define NPRM_CONFIG_EXCHANGE_H
 
-#include "../frame/log.h"
 #include "../frame/request.h"
 
 #include <algorithm>
 
 namespace nprm {
-
-inline uint32_t refuse_null(const char *function) {
-    return NPRM_FAIL(function, NPRM_ERROR_PARAM, "An argument is a null pointer.");
-}
-
-// A reply that ends before the output that its result code 0 promises.
-inline uint32_t refuse_short(const char *function, uint32_t units, uint32_t needed) {
-    if (reply_was_cut()) return NPRM_ERROR;
-    return NPRM_FAIL(function, NPRM_ERROR, "Malformed reply: %u records, %u are needed.", units, needed);
-}
 
 // fill(message) writes the one record of an operation that returns only its result.
 template <typename Message, typename Fill>

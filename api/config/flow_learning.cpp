@@ -2,6 +2,7 @@
 
 #include "nprm_flow_learning.h"
 
+#include "../frame/log.h"
 #include "exchange.h"
 
 #include <cstring>

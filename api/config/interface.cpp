@@ -2,6 +2,7 @@
 
 #include "nprm_interface.h"
 
+#include "../frame/log.h"
 #include "exchange.h"
 
 #include <cstring>

@@ -4,7 +4,8 @@
  *
  * Returns (all): NPRM_OK; NPRM_ERROR_NOT_READY or NPRM_ERROR_MALLOC when no request could be made; NPRM_ERROR_IPC_SEND,
  * NPRM_ERROR_TIMEOUT or NPRM_ERROR_NOT_READY when it could not be carried; the server's code, of the IF family; NPRM_ERROR_PARAM
- * for a null array or record (nothing is sent). Blocks: 75 receive attempts a message.   Threads: nprm.h (5). */
+ * for a null array or record (nothing is sent).
+ * Blocks: 75 receive attempts a message.   Threads: nprm.h (5). */
 #ifndef NPRM_INTERFACE_H
 #define NPRM_INTERFACE_H
 
@@ -58,7 +59,8 @@ NPRM_API uint32_t nprm_v4_fib_op(uint32_t action, uint32_t count, nprm_fib_prefi
 NPRM_API uint32_t nprm_v6_fib_op(uint32_t action, uint32_t count, nprm_fib_prefix *prefixes, nprm_fib_nexthop *nexthops);
 
 /* Switches a TCAM look-up of the packet path on or off.   lookup_type: 0 dump ACL, 1 trace ACL, 2 intercept ACL, 3 flow policy;
- * more returns NPRM_OK and sends nothing;   vmr_id: the list that is looked up in. Returns: the low 8 bits of the code. */
+ * more returns NPRM_OK and sends nothing;   vmr_id: the list that is looked up in.
+ * Returns the low 8 bits of the code. */
 NPRM_API uint32_t nprm_tcam_v4_cfg(uint32_t lookup_type, uint8_t enable, uint8_t vmr_id);
 
 #ifdef __cplusplus

@@ -4,8 +4,8 @@
  *
  * Returns (all): NPRM_OK; NPRM_ERROR_NOT_READY or NPRM_ERROR_MALLOC when no request could be made; NPRM_ERROR_IPC_SEND,
  * NPRM_ERROR_TIMEOUT or NPRM_ERROR_NOT_READY when it could not be carried; the server's code, of the ETHMON family; NPRM_ERROR when
- * a reply lacks what it should carry; NPRM_ERROR_PARAM for a null input or output (nothing is sent). Blocks: 75 receive attempts.
- * Threads: nprm.h (5). */
+ * a reply lacks what it should carry; NPRM_ERROR_PARAM for a null input or output (nothing is sent).
+ * Blocks: 75 receive attempts.   Threads: nprm.h (5). */
 #ifndef NPRM_PORT_H
 #define NPRM_PORT_H
 

@@ -8,9 +8,9 @@
  *
  * Returns (all): NPRM_OK; NPRM_ERROR_NOT_READY or NPRM_ERROR_MALLOC when no request could be made; the server's code, general or of
  * the TCAM family; NPRM_ERROR_PARAM for a null array or output (nothing is sent); NPRM_ERROR when a reply lacks what it should
- * carry. A failed transport counts as NPRM_OK (but in the look-ups) and the outputs stay as they were: set them before, or read
- * back. A read that is refused in a later message has filled the entries of the messages before it. Blocks: 75 receive attempts a
- * message.   Threads: nprm.h (5). */
+ * carry.  A failed transport counts as NPRM_OK (but in the look-ups) and the outputs stay as they were: set them before, or read
+ * back.  A read that is refused in a later message has filled the entries of the messages before it.
+ * Blocks: 75 receive attempts a message.   Threads: nprm.h (5). */
 #ifndef NPRM_TCAM_H
 #define NPRM_TCAM_H
 
@@ -43,8 +43,8 @@ NPRM_API uint32_t nprm_tcam_write_v4_acl_vmr_dup(uint8_t vmr_id, uint16_t positi
 NPRM_API uint32_t nprm_tcam_write_v4_acl_vmr(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, const nprm_tcam_acl_key *key,
                                              const nprm_tcam_acl_key *mask, const nprm_tcam_acl_result *result);
 
-/* Inserts ACL entries at a position; those behind shift.  Each message that goes well is traced on standard output and in the log.
- */
+/* Inserts ACL entries at a position; those behind shift.
+ * Each message that goes well is traced on standard output and in the log. */
 NPRM_API uint32_t nprm_tcam_insert_v4_acl_vmr_dup(uint8_t vmr_id, uint16_t position, uint16_t nr_entry,
                                                   const nprm_tcam_acl_key *key, const nprm_tcam_acl_key *mask,
                                                   const nprm_tcam_acl_result *result);

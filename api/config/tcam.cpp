@@ -2,6 +2,7 @@
 
 #include "nprm_tcam.h"
 
+#include "../frame/log.h"
 #include "exchange.h"
 
 #include <array>
@@ -166,16 +167,32 @@ uint32_t look_up(const char *function, uint32_t operation, uint8_t vmr_id, Entry
     return NPRM_OK;
 }
 
-// The whole conversation of an operation without entries that returns only its result.
-uint32_t send_list_operation(uint32_t operation, uint8_t vmr_id, const uint16_t *position, const uint16_t *nr_entry) {
+// The whole conversation of an operation without entries that returns only its result.  fill(list) writes what it sends.
+template <typename Fill>
+uint32_t send_list(uint32_t operation, Fill fill) {
     const nprm::empty_slot slot(NPRM_COMPONENT_TCAM);
     tcam_request request(NPRM_COMPONENT_TCAM, operation, NPRM_TCAM_HEAD_UNITS);
     if (!request) return nprm::request_error();
     fill_single(*request);
-    request->list.vmr_id = vmr_id;
-    if (position != nullptr) request->list.position = *position;
-    if (nr_entry != nullptr) request->list.nr_entry = *nr_entry;
+    fill(request->list);
     return request.send(after_sending::consume_reply);
+}
+
+// The same of an operation that returns more: take(list) hands it to the caller.
+template <typename Fill, typename Take>
+uint32_t fetch_list(const char *function, uint32_t operation, Fill fill, Take take) {
+    const nprm::empty_slot slot(NPRM_COMPONENT_TCAM);
+    tcam_request request(NPRM_COMPONENT_TCAM, operation, NPRM_TCAM_HEAD_UNITS);
+    if (!request) return nprm::request_error();
+    fill_single(*request);
+    fill(request->list);
+    const uint32_t code = request.send(after_sending::keep_reply);
+    const tcam_reply answer(NPRM_COMPONENT_TCAM);
+    // A failed transport looks like a success without an answer; it is meant so.
+    if (code != NPRM_OK || !answer) return code;
+    if (answer->header.units < NPRM_TCAM_HEAD_UNITS) return refuse_short(function, answer->header.units, NPRM_TCAM_HEAD_UNITS);
+    take(answer->list);
+    return NPRM_OK;
 }
 
 void trace_insert() {
@@ -194,40 +211,28 @@ uint32_t yes_or_no(uint32_t code, const char *function, int line, const char *ca
 
 uint32_t nprm_tcam_create_v4_vmr_lst_dup(uint16_t nr_entry, uint8_t *vmr_id) {
     if (vmr_id == nullptr) return refuse_null(__func__);
-    const nprm::empty_slot slot(NPRM_COMPONENT_TCAM);
-    tcam_request request(NPRM_COMPONENT_TCAM, NPRM_TCAM_CREATE_LIST, NPRM_TCAM_HEAD_UNITS);
-    if (!request) return nprm::request_error();
-    fill_single(*request);
-    request->list.nr_entry = nr_entry;
-    const uint32_t code = request.send(after_sending::keep_reply);
-    const tcam_reply answer(NPRM_COMPONENT_TCAM);
-    // A failed transport looks like a success without an answer; it is meant so.
-    if (code != NPRM_OK || !answer) return code;
-    if (answer->header.units < NPRM_TCAM_HEAD_UNITS) return refuse_short(__func__, answer->header.units, NPRM_TCAM_HEAD_UNITS);
-    *vmr_id = answer->list.vmr_id;
-    return NPRM_OK;
+    return fetch_list(
+        __func__, NPRM_TCAM_CREATE_LIST, [=](nprm_tcam_list_record &list) { list.nr_entry = nr_entry; },
+        [=](const nprm_tcam_list_record &list) { *vmr_id = list.vmr_id; });
 }
 
 uint32_t nprm_tcam_delete_v4_vmr_lst_dup(uint8_t vmr_id) {
-    return send_list_operation(NPRM_TCAM_DELETE_LIST, vmr_id, nullptr, nullptr);
+    return send_list(NPRM_TCAM_DELETE_LIST, [=](nprm_tcam_list_record &list) { list.vmr_id = vmr_id; });
 }
 
 uint32_t nprm_tcam_v4_space_dup(uint32_t *nr_free) {
     if (nr_free == nullptr) return refuse_null(__func__);
-    const nprm::empty_slot slot(NPRM_COMPONENT_TCAM);
-    tcam_request request(NPRM_COMPONENT_TCAM, NPRM_TCAM_SPACE, NPRM_TCAM_HEAD_UNITS);
-    if (!request) return nprm::request_error();
-    fill_single(*request);
-    const uint32_t code = request.send(after_sending::keep_reply);
-    const tcam_reply answer(NPRM_COMPONENT_TCAM);
-    if (code != NPRM_OK || !answer) return code;
-    if (answer->header.units < NPRM_TCAM_HEAD_UNITS) return refuse_short(__func__, answer->header.units, NPRM_TCAM_HEAD_UNITS);
-    *nr_free = answer->list.nr_entry;
-    return NPRM_OK;
+    return fetch_list(
+        __func__, NPRM_TCAM_SPACE, [](nprm_tcam_list_record &) {},
+        [=](const nprm_tcam_list_record &list) { *nr_free = list.nr_entry; });
 }
 
 uint32_t nprm_tcam_delete_v4_vmr_dup(uint8_t vmr_id, uint16_t position, uint16_t nr_entry) {
-    return send_list_operation(NPRM_TCAM_DELETE_ENTRIES, vmr_id, &position, &nr_entry);
+    return send_list(NPRM_TCAM_DELETE_ENTRIES, [=](nprm_tcam_list_record &list) {
+        list.vmr_id = vmr_id;
+        list.position = position;
+        list.nr_entry = nr_entry;
+    });
 }
 
 uint32_t nprm_tcam_write_v4_acl_vmr_dup(uint8_t vmr_id, uint16_t position, uint16_t nr_entry, const nprm_tcam_acl_key *key,

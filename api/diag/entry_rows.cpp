@@ -14,8 +14,8 @@ namespace {
 
 // clang-format off
 
-// The library's own names: the chip's layout of these three is known, but not what its documentation calls all of their fields.
-// This one whole,
+// Of the next three the chip's layout is known, but not what its documentation calls the fields: port_config_ram, ingress_uidb, and
+// egress_uidb from cb0 to stat[1] have names of the library's own.
 constexpr field_row port_config_ram[] = {
     {"pc_sram_b0.port_en", 0, 0, 1},
     {"pc_sram_b0.dump_acl_en", 0, 2, 1},
@@ -39,7 +39,6 @@ constexpr field_row port_config_ram[] = {
     {"pc_sram_b15.pre_parse_en", 15, 7, 1},
 };
 
-// this one whole,
 constexpr field_row ingress_uidb[] = {
     {"cb0.valid", 0, 0, 1},
     {"cb0.match", 0, 1, 1},
@@ -59,7 +58,6 @@ constexpr field_row ingress_uidb[] = {
     {"if_h", 10, 0, 16},
 };
 
-// and this one from cb0 to stat[1].
 constexpr field_row egress_uidb[] = {
     {"cb0.valid", 0, 0, 1},
     {"cb0.match", 0, 1, 1},

@@ -11,6 +11,7 @@
 namespace {
 
 using nprm::after_sending;
+using nprm::refuse_null;
 
 constexpr const char *one_stop = "Non-zero errorno from server routine.";
 constexpr const char *two_stops = "Non-zero errorno from server routine..";
@@ -32,11 +33,6 @@ struct operation {
     uint32_t code;
     bool has_output = true;
 };
-
-uint32_t refuse_null(const char *function) {
-    return NPRM_FAIL(function, NPRM_ERROR_PARAM, "An argument is a null pointer.");
-}
-
 // One exchange of one record: fill(request) before it, take(reply) after one that went well.
 template <typename Message, typename Fill, typename Take>
 uint32_t exchange(const operation &which, Fill fill, Take take) {
@@ -51,8 +47,7 @@ uint32_t exchange(const operation &which, Fill fill, Take take) {
     if (answer == nullptr) return NPRM_FAIL(function, code != NPRM_OK ? code : uint32_t{NPRM_ERROR}, "No reply from nprm.");
     if (which.ways.empties_slot) nprm_reply_slot[which.component] = nullptr;
     if (code != NPRM_OK) return NPRM_FAIL(function, code, "%s", which.ways.refusal);
-    if (which.has_output && answer->header.units == 0)
-        return NPRM_FAIL(function, NPRM_ERROR, "Malformed reply: %u records, %u are needed.", answer->header.units, 1U);
+    if (which.has_output && answer->header.units == 0) return nprm::refuse_short(function, 0, 1);
     return take(*answer);
 }
 
@@ -100,6 +95,7 @@ void put_key(nprm_npa_table_record &record, const char *key) {
 
 uint32_t take_registers(const char *function, const nprm_npa_register_message &answer, uint32_t n, uint32_t **values) {
     const uint32_t came = answer.count;
+    if (came < n && nprm::reply_was_cut()) return NPRM_ERROR;
     if (came < n) return NPRM_FAIL(function, NPRM_ERROR, "The reply has %u of %u registers.", came, n);
     const size_t bytes = size_t{n} * sizeof(uint32_t);
     auto *copy = static_cast<uint32_t *>(malloc(bytes));

@@ -21,13 +21,13 @@ typedef struct hw_table_info {
     uint32_t table_id;                      /* in; out: as the server echoes it */
     uint32_t sel1;                          /* in, get only */
     uint32_t sel2;                          /* in, get only */
-    uint32_t geom5;                         /* out, like all down to name */
-    uint32_t geom4;                         /* */
-    uint32_t desc1;                         /* */
-    uint32_t desc2;                         /* */
-    uint32_t geom1;                         /* */
-    uint32_t num_entries;                   /* get, search and look-up only */
-    char name[NPRM_HW_NAME_BYTES];          /* always terminated */
+    uint32_t geom5;                         /* out: a word of the table's geometry, as the server has it */
+    uint32_t geom4;                         /* out, the same */
+    uint32_t desc1;                         /* out: a word of the table's descriptor, as the server has it */
+    uint32_t desc2;                         /* out, the same */
+    uint32_t geom1;                         /* out: of the geometry again */
+    uint32_t num_entries;                   /* out, get, search and look-up only */
+    char name[NPRM_HW_NAME_BYTES];          /* out, always terminated */
     uint8_t summary[NPRM_HW_SUMMARY_BYTES]; /* out, summary only */
     uint32_t search_arg;                    /* in, search only */
     const char *key;                        /* in, search and look-up only; 97 bytes of it are sent at most */

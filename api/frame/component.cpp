@@ -2,6 +2,8 @@
 
 #include "component.h"
 
+#include "../wire/nprm_cmm_wire.h"
+#include "../wire/nprm_npdebug_wire.h"
 #include "../wire/reply_rules.h"
 #include "log.h"
 #include "nprm_pool.h"
@@ -23,6 +25,8 @@ namespace {
 
 constexpr uint32_t header_bytes = sizeof(nprm_message_header);
 constexpr uint32_t result_bytes = 4;
+
+constinit bool cut = false;  // the reply in the area claimed more records, or elements of a list, than came
 
 uint32_t read_u32(const uint8_t *at) {
     uint32_t value = 0;
@@ -93,6 +97,7 @@ void copy_list(uint32_t component, const incoming &reply, const nprm::reply_list
     const uint32_t claimed = read_u32(reply.payload + header_bytes + list.count_offset);
     const uint32_t count = std::min(claimed, (std::max(reply.payload_bytes, first) - first) / list.element_bytes);
     if (count < claimed) {
+        cut = true;
         NPRM_LOG_AT(NPRM_LEVEL_ERROR, "nprm_api_ipc_msg_handler", __LINE__, "Reply of component %u claims %u elements, %u came.",
                     component, claimed, count);
         memcpy(nprm_reply_area + header_bytes + list.count_offset, &count, sizeof count);
@@ -104,7 +109,7 @@ bool covers_record(const record_runs &runs, const incoming &reply) {
     return runs.run[0].bytes == reply.record_bytes;
 }
 
-// The shape of all converters but two: the fields of the operation's row, in every record.  False when no row has the operation.
+// The shape of most converters: the fields of the operation's row, in every record.  False when no row has the operation.
 bool convert_by_rule(uint32_t component, const incoming &reply) {
     const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);
     if (rule == nullptr) return false;
@@ -124,34 +129,42 @@ bool convert_by_rule(uint32_t component, const incoming &reply) {
     return true;
 }
 
-// Service contexts.  Operation 0: the addresses are one word or four, as a flag of the record says.  Operation 1: a list of bytes
-// that begins inside the word that gives its length; it is meant so.
+// Id and flags of each record, and its addresses: one word or four, as a flag says.
+void copy_contexts(const incoming &reply) {
+    constexpr uint32_t id = offsetof(nprm_cmm_context_record, id);
+    constexpr uint32_t flags = offsetof(nprm_cmm_context_record, context.flags);
+    constexpr uint32_t addresses[] = {offsetof(nprm_cmm_context_record, context.address_a),
+                                      offsetof(nprm_cmm_context_record, context.address_b)};
+    for (uint32_t record = 0; record < reply.units; ++record) {
+        const uint32_t offset = header_bytes + record * reply.record_bytes;
+        const bool is_ipv4 = (reply.payload[offset + flags] & NPRM_SERVICE_CONTEXT_IPV4_FLAG) != 0;
+        const uint32_t address_bytes = is_ipv4 ? sizeof(uint32_t) : sizeof(nprm_service_context::address_a);
+        copy_run(reply, offset + id, flags + 1 - id);
+        for (const uint32_t address : addresses)
+            copy_run(reply, offset + address, address_bytes);
+    }
+}
+
+// The list of bytes begins inside the word that gives its length; it is meant so.
+void copy_context_group(const incoming &reply) {
+    constexpr uint32_t length = offsetof(nprm_cmm_group_message, record.list.length);
+    constexpr uint32_t list = offsetof(nprm_cmm_group_message, record.list.byte);
+    copy_run(reply, header_bytes, length + sizeof(uint32_t) - header_bytes);
+    copy_run(reply, list, read_u32(nprm_reply_area + length));
+}
+
 bool convert_service_contexts(uint32_t /*component*/, const incoming &reply) {
-    constexpr uint32_t ipv4_flag = 2;
-    constexpr uint32_t addresses[] = {6, 22};
-    if (reply.operation == 0) {
-        for (uint32_t record = 0; record < reply.units; ++record) {
-            const uint32_t offset = header_bytes + record * reply.record_bytes;
-            copy_run(reply, offset + 4, 2);
-            const uint32_t address_bytes = (reply.payload[offset + 5] & ipv4_flag) != 0 ? 4 : 16;
-            for (const uint32_t address : addresses)
-                copy_run(reply, offset + address, address_bytes);
-        }
-        return true;
-    }
-    if (reply.operation == 1) {
-        copy_run(reply, 8, 12);
-        uint32_t list_bytes = 0;
-        memcpy(&list_bytes, nprm_reply_area + 16, sizeof list_bytes);
-        copy_run(reply, 17, list_bytes);
-        return true;
-    }
-    return false;
+    if (reply.operation > NPRM_CMM_CONTEXT_GROUP) return false;
+    if (reply.operation == NPRM_CMM_SERVICE_CONTEXT)
+        copy_contexts(reply);
+    else
+        copy_context_group(reply);
+    return true;
 }
 
 // Debug: the message's header and first record as a block.
 bool convert_debug(uint32_t /*component*/, const incoming &reply) {
-    if (reply.operation > 1) return false;
+    if (reply.operation > NPRM_NPDEBUG_REQUEST) return false;
     if (reply.claimed_units > 0) copy_run(reply, header_bytes, reply.record_bytes);
     return true;
 }
@@ -194,9 +207,6 @@ constexpr bool numbered_by_row() {
     return std::size(rows) == NPRM_COMPONENT_COUNT;
 }
 static_assert(numbered_by_row(), "a component row is missing or out of place");
-
-constinit bool cut = false;  // the reply in the area claimed more records than came
-
 // Clears what the reply before left, but for records that are about to be overwritten as a whole.
 void clear_area(uint32_t component, const incoming &reply) {
     const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);

@@ -23,7 +23,7 @@ namespace nprm {
 // Converts the reply in the payload into the reply area and sets the component's slot.  At least NPRM_REPLY_BYTES_MIN bytes.
 void convert_reply(uint32_t component, const uint8_t *payload, uint32_t payload_bytes);
 
-// Tells whether the reply in the area claimed more records than came, which has been logged.
+// Tells whether the reply in the area claimed more records, or more elements of a list, than came, which has been logged.
 bool reply_was_cut();
 
 }  // namespace nprm

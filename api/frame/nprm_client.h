@@ -13,8 +13,9 @@ enum { NPRM_RECEIVE_ATTEMPTS = 75 };
 
 /* Makes this process a client: sets the request pool up, binds a transport endpoint and attaches the server's status word.
  * May be called again, after a server came up late or to bind anew; when that fails to bind, no request can be sent until it
- * succeeds. Returns 1 when the status word is attached, else 0; the endpoint stays bound in that case. Blocks: no.   Threads:
- * before others call the library. */
+ * succeeds.
+ * Returns 1 when the status word is attached, else 0; the endpoint stays bound in that case.
+ * Blocks: no.   Threads: before others call the library. */
 NPRM_API uint32_t nprm_ipc_register_client(void);
 
 /* Takes a request buffer of 65,536 bytes; nprm_ipc_send_msg() or nprm_free() gives it back.
@@ -30,8 +31,9 @@ NPRM_API void *nprm_ipc_msg_malloc(void);
 NPRM_API uint32_t nprm_ipc_send_msg(uint32_t component, void *request, uint32_t size, int attempts);
 
 /* Converts a reply into the reply area, as nprm_ipc_send_msg() does with each reply that it receives, and so makes it the
- * component's unread reply. reply: holds what its header claims, up to 65,536 bytes; a service-context list, all 65,536 Components
- * that are not there, and those without records, are ignored.   Threads: as an exchange. */
+ * component's unread reply.  Components that are not there, and those without records, are ignored.
+ *   reply: has the bytes that its header claims, up to 65,536; all 65,536 when it is a list of service contexts
+ * Blocks: no.   Threads: as an exchange. */
 NPRM_API void nprm_api_ipc_msg_handler(uint32_t component, const void *reply);
 
 #ifdef __cplusplus

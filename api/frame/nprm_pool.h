@@ -60,18 +60,19 @@ NPRM_API void *nprm_pool_calloc(nprm_buffer_pool *pool);
  * Returns null when there is none.   Owns: the caller, until nprm_free().   Threads: any. */
 NPRM_API void *nprm_malloc(uint32_t bytes);
 
-/* nprm_malloc() of count x size bytes, zeroed.  The product is a 32-bit one and is not checked. */
+/* nprm_malloc() of count x size bytes, zeroed.  The product is a 32-bit one and is not checked.   Threads: any. */
 NPRM_API void *nprm_calloc(uint32_t count, uint32_t size);
 
 /* Moves a buffer's content into one of at least `bytes` bytes: as many bytes as both hold.  A null old is nprm_malloc(bytes).
- * Returns the new buffer, the old one is freed then; or null, the old one is untouched then. */
+ * Returns the new buffer, the old one is freed then; or null, the old one is untouched then.   Threads: any. */
 NPRM_API void *nprm_realloc(void *old, uint32_t bytes);
 
 /* Gives a buffer back to its pool.  A header that was overwritten is repaired and reported; a pointer that is no buffer's start
  * and a buffer that is free already are reported.   Threads: any. */
 NPRM_API void nprm_free(void *buffer);
 
-/* The buffer's position in its pool, read from its header; and the address of the buffer at a position, which is not checked. */
+/* The buffer's position in its pool, read from its header; and the address of the buffer at a position, which is not checked.
+ * Threads: any. */
 NPRM_API uint16_t nprm_get_buffer_index(const void *buffer);
 NPRM_API void *nprm_get_buffer_ptr(const nprm_buffer_pool *pool, uint16_t index);
 

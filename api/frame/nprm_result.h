@@ -207,7 +207,7 @@ enum { NPRM_RESULT_CODE_COUNT = 170 };
 extern NPRM_API const char *nprm_error_str[NPRM_RESULT_CODE_COUNT];
 
 /* Writes one line that explains the code to out; nothing for NPRM_OK.
- * Returns 0 for NPRM_OK, else 1. */
+ * Returns 0 for NPRM_OK, else 1.   Blocks: as the stream.   Threads: any. */
 NPRM_API uint32_t nprm_error_condition(uint32_t code, FILE *out);
 
 /* Which messages the library logs: a site logs when its level and this mask have a bit in common.  May be changed at any time. */

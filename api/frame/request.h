@@ -1,8 +1,9 @@
-// A request that frees itself, and the reply that an operation reads its outputs from.
+// A request that frees itself, the reply that an operation reads its outputs from, and the refusals that operations share.
 #ifndef NPRM_FRAME_REQUEST_H
 #define NPRM_FRAME_REQUEST_H
 
 #include "component.h"
+#include "log.h"
 #include "nprm_pool.h"
 #include "nprm_result.h"
 #include "transport.h"
@@ -17,6 +18,16 @@ enum class after_sending : uint8_t { keep_reply = 0, consume_reply = 1 };
 // The code of a request that could not be prepared.
 inline uint32_t request_error() {
     return static_cast<uint32_t>(errno);
+}
+
+inline uint32_t refuse_null(const char *function) {
+    return NPRM_FAIL(function, NPRM_ERROR_PARAM, "An argument is a null pointer.");
+}
+
+// A reply that ends before the output that its result code 0 promises; one that was cut has been logged.
+inline uint32_t refuse_short(const char *function, uint32_t units, uint32_t needed) {
+    if (reply_was_cut()) return NPRM_ERROR;
+    return NPRM_FAIL(function, NPRM_ERROR, "Malformed reply: %u records, %u are needed.", units, needed);
 }
 
 // A message of the wire layout Message to one component.  False when it could not be prepared: return request_error() then.

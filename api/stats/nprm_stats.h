@@ -32,7 +32,7 @@ typedef struct nprm_stats_table {
     uint32_t id;                 /* its place in the array */
     uint32_t shm_offset;         /* in the segment; 0 for tables 0 to 6 */
     uint32_t np_base;            /* its first counter by the network processor's numbers */
-    uint32_t entries;            /* */
+    uint32_t entries;            /* that it has, one behind the other */
     uint32_t counters_per_entry; /* slots of an entry: 16 bytes each */
     uint32_t counters_used;      /* slots of an entry that count something */
 } nprm_stats_table;
@@ -50,7 +50,7 @@ extern NPRM_API const char *const nprm_queue_name[NPRM_QUEUE_NAME_COUNT];
 extern NPRM_API pthread_mutex_t stats_mutex;
 
 /* Attaches the segment; nprm_stats_op() does so when nobody has.  Called again it attaches the segment that is there now, after a
- * server made a new one.   Threads: none may be in an operation of this header. */
+ * server made a new one.   Blocks: no.   Threads: none may be in an operation of this header. */
 NPRM_API uint32_t nprm_stats_client_init(void);
 
 /* Read and clear the monitor statistics.   out: 39 words, as the server sends them
@@ -67,21 +67,23 @@ NPRM_API uint32_t nprm_clear_all_np_stats(void);
  *   data: reads: out count times counters_per_entry slots (nprm_stats_counter), released by the caller with free()
  *         NPRM_STATS_WRITE: in as many slots, from the heap;   others: null, or such slots, of which a request sends 480 at most
  * A failure releases *data, the caller's slots as well, and leaves null there; a call that is refused for its arguments, or for
- * want of the segment, leaves *data alone.  A table of more than 480 slots an entry cannot be written. Reading the row behind the
+ * want of the segment, leaves *data alone.  A table of more than 480 slots an entry cannot be written.  Reading the row behind the
  * last table gives an empty buffer.  Allocating in tables 0 to 6 clears the same place at the segment's beginning, inside table 7;
  * it is meant so.
  *
- * Blocks: 75 receive attempts a request; reads of tables 7 to 16 make none.   Threads: any.   Owns: reads take the buffer from the
- * heap. */
+ * Owns: reads take the buffer from the heap.
+ * Blocks: 75 receive attempts a request; reads of tables 7 to 16 make none.   Threads: any. */
 NPRM_API int nprm_stats_op(uint32_t table, uint32_t op, uint32_t count, uint32_t *ids, void **data);
 
 /* The same with entry 0 of a table 0 to 6; op: NPRM_STATS_READ to NPRM_STATS_READ_CLEAR.
  *   values: counters_per_entry first counts.  Reads: out, released by the caller with free(), also when the exchange failed
- *           NPRM_STATS_WRITE: in, the second counts are 0;   NPRM_STATS_CLEAR: not used */
+ *           NPRM_STATS_WRITE: in, the second counts are 0;   NPRM_STATS_CLEAR: not used
+ * Owns: reads take the array from the heap.   Blocks: 75 receive attempts.   Threads: any. */
 NPRM_API uint32_t nprm_stats_hw_op(uint32_t table, int op, uint64_t **values);
 
 /* Where a counter is: by the network processor's number, by entry and index, by its address in the segment whose base is given.
- * Addresses are 64-bit values on both ABIs.  Entries and numbers are trusted; a table that is not there has no counters. */
+ * Addresses are 64-bit values on both ABIs.  Entries and numbers are trusted; a table that is not there has no counters.
+ * Threads: any. */
 NPRM_API const nprm_stats_table *get_stats_tbl_def(void);
 NPRM_API uint64_t np_counter_to_cp_counter(uint32_t table, uint32_t np_counter); /* entry in the low word, index in the high */
 NPRM_API uint32_t cp_counter_to_np_counter(uint32_t table, uint32_t entry);      /* the entry's first counter */

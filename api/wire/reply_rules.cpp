@@ -9,8 +9,7 @@
 #include "nprm_tcam_wire.h"
 #include "nprm_wccp_wire.h"
 
-#include <algorithm>
-#include <iterator>
+#include <span>
 
 namespace nprm {
 
@@ -159,28 +158,26 @@ static_assert(well_formed(wccp_replies, NPRM_RECORD_BYTES_WCCP), "a WCCP reply r
 
 struct component_replies {
     uint32_t component;
-    reply_rules replies;
+    std::span<const reply_rule> rules;
 };
 
 constexpr component_replies all_replies[] = {
-    {NPRM_COMPONENT_MAC, {mac_replies, std::size(mac_replies)}},    {NPRM_COMPONENT_FDM, {fdm_replies, std::size(fdm_replies)}},
-    {NPRM_COMPONENT_IF, {if_replies, std::size(if_replies)}},       {NPRM_COMPONENT_NPA, {npa_replies, std::size(npa_replies)}},
-    {NPRM_COMPONENT_TCAM, {tcam_replies, std::size(tcam_replies)}}, {NPRM_COMPONENT_WCCP, {wccp_replies, std::size(wccp_replies)}},
+    {NPRM_COMPONENT_MAC, mac_replies}, {NPRM_COMPONENT_FDM, fdm_replies},   {NPRM_COMPONENT_IF, if_replies},
+    {NPRM_COMPONENT_NPA, npa_replies}, {NPRM_COMPONENT_TCAM, tcam_replies}, {NPRM_COMPONENT_WCCP, wccp_replies},
 };
+
+std::span<const reply_rule> rules_of(uint32_t component) {
+    for (const component_replies &row : all_replies)
+        if (row.component == component) return row.rules;
+    return {};
+}
 
 }  // namespace
 
-reply_rules reply_rules_of(uint32_t component) {
-    for (const component_replies &row : all_replies)
-        if (row.component == component) return row.replies;
-    return {nullptr, 0};
-}
-
 const reply_rule *reply_rule_of(uint32_t component, uint32_t operation) {
-    const reply_rules known = reply_rules_of(component);
-    const reply_rule *end = known.rules + known.count;
-    const reply_rule *found = std::find_if(known.rules, end, [=](const reply_rule &row) { return row.operation == operation; });
-    return found != end ? found : nullptr;
+    for (const reply_rule &rule : rules_of(component))
+        if (rule.operation == operation) return &rule;
+    return nullptr;
 }
 
 }  // namespace nprm

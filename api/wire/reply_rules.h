@@ -28,16 +28,8 @@ struct reply_rule {
     reply_list list = {0, 0, 0};
 };
 
-struct reply_rules {
-    const reply_rule *rules;
-    uint32_t count;
-};
-
 // The rule of an operation, or null.
 const reply_rule *reply_rule_of(uint32_t component, uint32_t operation);
-
-// The rules of a component's operations; none for a component without operations.
-reply_rules reply_rules_of(uint32_t component);
 
 }  // namespace nprm
 

@@ -3,7 +3,6 @@
 #include "connection.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <poll.h>
 #include <stdio.h>
 #include <sys/socket.h>
@@ -36,12 +35,6 @@ bool wait_until_ready(int descriptor, short events, int64_t deadline) {
     }
 }
 
-bool served_by_this_user(int descriptor) {
-    ucred peer = {};
-    socklen_t size = sizeof peer;
-    return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == geteuid();
-}
-
 int connect_within(int descriptor, const sockaddr_un &address, int wait_ms) {
     const timeval time = {wait_ms / 1000, wait_ms % 1000 * 1000};
     if (setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) != 0) return -errno;
@@ -53,17 +46,7 @@ int connect_within(int descriptor, const sockaddr_un &address, int wait_ms) {
         if (errno != EINTR) return -errno;
         if (milliseconds(CLOCK_MONOTONIC) >= deadline) return -ETIMEDOUT;
     }
-    return served_by_this_user(descriptor) ? 0 : -EPERM;
-}
-
-// A process that was started with standard error closed must not find its messages on our connection.
-int above_standard_streams(int descriptor) {
-    if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
-    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    const int error = errno;
-    close(descriptor);
-    errno = error;
-    return moved;
+    return ruv_local_is_own_user(descriptor) != 0 ? 0 : -EPERM;
 }
 
 // Nothing received is either the end of the connection or a message without a byte.
@@ -112,7 +95,7 @@ int open_connection(const char *directory, uint32_t opcode, int wait_ms) {
     const int fits = ruv_local_address(&address, directory, name);
     if (fits < 0) return fits;
 
-    const int descriptor = above_standard_streams(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const int descriptor = ruv_local_above_standard_streams(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     if (descriptor < 0) return -errno;
     const int result = connect_within(descriptor, address, wait_ms);
     if (result == 0) return descriptor;

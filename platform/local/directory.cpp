@@ -1,8 +1,9 @@
-// Where the local transport lives: the directory's path, whether it may be trusted, the addresses of its sockets.
+// Where the local transport lives: the directory's path, whether it may be trusted, its sockets' addresses and peers.
 
 #include "ruv_local.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -79,6 +80,21 @@ void ruv_local_explain(int error, const char *path, char *text, size_t room) {
     }
     char reason[128];
     snprintf(text, room, "%s: %s", path, strerror_r(code, reason, sizeof reason));
+}
+
+int ruv_local_is_own_user(int socket) {
+    ucred peer = {};
+    socklen_t size = sizeof peer;
+    return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == geteuid() ? 1 : 0;
+}
+
+int ruv_local_above_standard_streams(int descriptor) {
+    if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
+    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+    return moved;
 }
 
 int ruv_local_address(struct sockaddr_un *address, const char *directory, const char *name) {

@@ -49,6 +49,15 @@ void ruv_local_explain(int error, const char *path, char *text, size_t room);
  * Returns 0, or -ENAMETOOLONG when the path and its terminator do not fit the 108 bytes that a socket address holds. */
 int ruv_local_address(struct sockaddr_un *address, const char *directory, const char *name);
 
+/* Tells whether the process at the other end of a connected socket runs as the effective user, as the kernel knows it.
+ * Returns 1 or 0. */
+int ruv_local_is_own_user(int socket);
+
+/* Moves a new descriptor above those of the standard streams: a process that was started with one of them closed must not find its
+ * messages on our connection.   descriptor: closed when it is moved; a negative one is returned as it is
+ * Returns the descriptor to use, or -1 with errno. */
+int ruv_local_above_standard_streams(int descriptor);
+
 #ifdef __cplusplus
 }
 #endif

@@ -13,7 +13,6 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
-#include <unistd.h>
 
 #include "ruv_local.h"
 #include "server_directory.h"
@@ -43,12 +42,6 @@ struct listener {
     listening_socket socket;
     bool starved = false;  // clients wait that could not be accepted for want of descriptors or memory
 };
-
-bool same_user(int socket) {
-    ucred peer = {};
-    socklen_t size = sizeof peer;
-    return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == geteuid();
-}
 
 bool well_formed(const ruv_local_header &header, size_t received) {
     return header.magic == RUV_LOCAL_MAGIC && header.flags == 0 && header.size == received - sizeof header;
@@ -114,7 +107,7 @@ struct ruv_server::state {
         for (;;) {
             owned_descriptor socket(accept4(from.socket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
             if (socket.get() >= 0) {
-                if (same_user(socket.get()))
+                if (ruv_local_is_own_user(socket.get()) != 0)
                     keep(std::move(socket), from.opcode);
                 else
                     ++count.refused_peers;

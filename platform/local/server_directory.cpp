@@ -83,13 +83,7 @@ void remove_dead_socket(const sockaddr_un &address) {
 
 }  // namespace
 
-owned_descriptor::owned_descriptor(int descriptor) : value_(descriptor) {
-    if (descriptor < 0 || descriptor > STDERR_FILENO) return;
-    value_ = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    const int error = errno;
-    close(descriptor);
-    errno = error;
-}
+owned_descriptor::owned_descriptor(int descriptor) : value_(ruv_local_above_standard_streams(descriptor)) {}
 
 owned_descriptor::~owned_descriptor() {
     if (value_ >= 0) close(value_);

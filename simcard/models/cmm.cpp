@@ -18,16 +18,9 @@ constexpr object_codes codes = {.not_exist = NPRM_ERROR_CMM_SC_NOT_EXIST,
                                 .duplicate_address = NPRM_ERROR_CMM_DUPLICATE_SC_IP,
                                 .invalid_secondary = NPRM_ERROR_CMM_INVALID_SEC_IP};
 
-nprm_service_context kept(nprm_service_context context) {
-    const size_t bytes = (context.flags & NPRM_SERVICE_CONTEXT_IPV4_FLAG) != 0 ? sizeof(uint32_t) : sizeof context.address_a;
-    clear_from(context.address_a, bytes);
-    clear_from(context.address_b, bytes);
-    return context;
-}
-
 template <writing how>
 uint32_t write_context(cmm_state &of, const nprm_cmm_context_record &from, nprm_cmm_context_record &) {
-    const nprm_service_context context = kept(from.context);
+    const nprm_service_context context = without_unset_bytes(from.context, NPRM_SERVICE_CONTEXT_IPV4_FLAG);
     const uint8_t id = from.id;
     if (const uint32_t code = check_place(of.contexts, id, NPRM_SERVICE_CONTEXTS_MAX, how, codes.write, codes.full)) return code;
     if (const uint32_t code = check_addresses(of.contexts, id, context, NPRM_SERVICE_CONTEXT_IPV4_FLAG, codes)) return code;
@@ -94,7 +87,6 @@ uint32_t erase_group(cmm_state &of, const nprm_cmm_group_record &from, nprm_cmm_
 }
 
 uint32_t serve_groups(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     constexpr object_actions<cmm_state, nprm_cmm_group_record> actions = {write_group<writing::add>, read_group, erase_group,
                                                                           write_group<writing::replace>};
     return serve_objects(state, actions, from, reply);
@@ -109,7 +101,7 @@ nlohmann::json describe() {
 }
 
 constexpr model_operation operations[] = {
-    {NPRM_CMM_SERVICE_CONTEXT, "service contexts", serve_contexts},
+    {NPRM_CMM_SERVICE_CONTEXT, "service contexts", serve_contexts, any_number},
     {NPRM_CMM_CONTEXT_GROUP, "context groups", serve_groups},
 };
 

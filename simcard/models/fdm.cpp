@@ -20,16 +20,9 @@ constexpr object_codes node_codes = {.not_exist = NPRM_ERROR_FDM_SN_NOT_EXIST,
                                      .duplicate_address = NPRM_ERROR_FDM_DUPLICATE_SN_IP,
                                      .invalid_secondary = NPRM_ERROR_FDM_INVALID_SEC_IP};
 
-nprm_service_node kept(nprm_service_node node) {
-    const size_t bytes = (node.flags & NPRM_SERVICE_IPV4_FLAG) != 0 ? sizeof(uint32_t) : sizeof node.address_a;
-    clear_from(node.address_a, bytes);
-    clear_from(node.address_b, bytes);
-    return node;
-}
-
 template <writing how>
 uint32_t write_node(fdm_state &of, const nprm_fdm_node_record &from, nprm_fdm_node_record &) {
-    const nprm_service_node node = kept(from.node);
+    const nprm_service_node node = without_unset_bytes(from.node, NPRM_SERVICE_IPV4_FLAG);
     const uint8_t id = from.id;
     if (const uint32_t code = check_place(of.nodes, id, NPRM_SERVICE_NODES_MAX, how, node_codes.write, node_codes.full))
         return code;
@@ -70,7 +63,6 @@ uint32_t serve_distribution(const model_request &from, model_reply &reply) {
 // Trace and dump: their first byte starts or ends them.
 template <class flow>
 uint32_t start_or_end(std::optional<flow> &watched, const model_request &from, uint32_t refusal) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     flow asked;
     std::memcpy(&asked, &from.at<nprm_fdm_single_record>(0), sizeof asked);
     if (asked.u8_0[0] > 1) return refusal;
@@ -88,7 +80,6 @@ uint32_t dump_flow(const model_request &from, model_reply &) {
 }
 
 uint32_t tell_distribution(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     uint32_t words[NPRM_FLOW_DISTRIBUTION_WORDS] = {};
     if (const uint32_t code = distribute(state, from.at<nprm_fdm_single_record>(0).query, words)) return code;
     std::memcpy(reply.at<nprm_fdm_single_record>(0).reply.word, words, sizeof words);
@@ -96,13 +87,12 @@ uint32_t tell_distribution(const model_request &from, model_reply &reply) {
 }
 
 uint32_t swap_source(const model_request &from, model_reply &) {
-    if (from.units() != 1 || from.at<nprm_fdm_single_record>(0).value > 1) return NPRM_ERROR_PARAM;
+    if (from.at<nprm_fdm_single_record>(0).value > 1) return NPRM_ERROR_PARAM;
     state.swaps_source = from.at<nprm_fdm_single_record>(0).value == 1;
     return NPRM_OK;
 }
 
 uint32_t set_frame_version(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     state.frame_version = from.at<nprm_fdm_single_record>(0).value;
     return NPRM_OK;
 }
@@ -139,9 +129,9 @@ json ask(const json &question) {
 }
 
 constexpr model_operation operations[] = {
-    {NPRM_FDM_SERVICE_NODE, "service nodes", serve_nodes},
-    {NPRM_FDM_NODE_GROUP, "node groups", serve_groups},
-    {NPRM_FDM_DISTRIBUTION, "distribution", serve_distribution},
+    {NPRM_FDM_SERVICE_NODE, "service nodes", serve_nodes, any_number},
+    {NPRM_FDM_NODE_GROUP, "node groups", serve_groups, any_number},
+    {NPRM_FDM_DISTRIBUTION, "distribution", serve_distribution, any_number},
     {NPRM_FDM_FLOW_TRACE, "flow trace", trace_flow},
     {NPRM_FDM_FLOW_DUMP, "flow dump", dump_flow},
     {NPRM_FDM_FLOW_DISTRIBUTION, "flow distribution", tell_distribution},

@@ -6,9 +6,6 @@
 
 namespace {
 
-bool is_valid(const nprm_distribution_member &member) {
-    return (member.byte[0] & NPRM_SERVICE_MEMBER_VALID) != 0;
-}
 uint8_t node_of(const nprm_distribution_member &member) {
     return member.byte[1];
 }

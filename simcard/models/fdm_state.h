@@ -9,6 +9,11 @@
 #include "api/wire/nprm_fdm_wire.h"
 #include "simcard/nprm_service_fields.h"
 
+// Whether flows of the member's hash index go to its node.
+inline bool is_valid(const nprm_distribution_member &member) {
+    return (member.byte[0] & NPRM_SERVICE_MEMBER_VALID) != 0;
+}
+
 struct fdm_node_group {
     uint8_t flags = 0;
     std::array<uint8_t, 2> fields = {};

@@ -198,11 +198,6 @@ fib_route fib::at(size_t i) {
     return i < state.v4.size() ? as_wire<4>(state.v4.at(i)) : as_wire<16>(state.v6.at(i - state.v4.size()));
 }
 
-void fib::for_each(const std::function<void(const fib_route &)> &visit) {
-    for (size_t i = 0; i < count(); ++i)
-        visit(at(i));
-}
-
 std::optional<fib_route> fib::look_up(uint8_t version, const uint8_t *address) {
     return with_table(version, address, []<size_t bytes>(const fib_table<bytes> &table, const ip_address<bytes> &bits) {
         const auto *found = table.look_up(bits);

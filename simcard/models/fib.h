@@ -5,7 +5,6 @@
 #define SIMCARD_MODELS_FIB_H
 
 #include <cstddef>
-#include <functional>
 #include <optional>
 
 #include "api/wire/nprm_if_wire.h"
@@ -25,7 +24,6 @@ size_t count();
 size_t count(uint8_t version);  // of NPRM_FIB_IPV4 or NPRM_FIB_IPV6
 // The routes by number: IPv4's first.   Requires: i < count().
 fib_route at(size_t i);
-void for_each(const std::function<void(const fib_route &)> &visit);
 // The longest prefix that contains the address, of which IPv4 has 4 bytes and IPv6 16; none when none does.
 std::optional<fib_route> look_up(uint8_t version, const uint8_t *address);
 

@@ -64,6 +64,13 @@ hw_entry &hw_entry::set_each(std::string_view field, std::span<const uint8_t> va
     return *this;
 }
 
+hw_entry &hw_entry::set_words(std::string_view field, std::span<const uint8_t> bytes) {
+    for (size_t i = 0; i + 4 <= bytes.size(); i += 4)
+        set(element_name(field, i / 4),
+            uint32_t{bytes[i]} << 24 | uint32_t{bytes[i + 1]} << 16 | uint32_t{bytes[i + 2]} << 8 | bytes[i + 3]);
+    return *this;
+}
+
 hw_entry &hw_entry::set_bytes(uint32_t offset, std::span<const uint8_t> bytes) {
     const size_t room = offset < bytes_.size() ? bytes_.size() - offset : 0;
     std::copy_n(bytes.begin(), std::min(room, bytes.size()),

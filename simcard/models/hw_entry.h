@@ -21,9 +21,10 @@ class hw_entry {
     hw_entry &set(std::string_view field, uint64_t value);
     // Writes field[0], field[1] and so on.
     hw_entry &set_each(std::string_view field, std::span<const uint8_t> values);
+    // Writes field[0] and so on from the bytes of an address: numbers of 32 bits, their first byte the most significant.
+    hw_entry &set_words(std::string_view field, std::span<const uint8_t> bytes);
     // Writes the bytes of a layout that is a string of them, and of tables without layout.
     hw_entry &set_bytes(uint32_t offset, std::span<const uint8_t> bytes);
-    void clear() { bytes_.fill(0); }
 
     // The field's value; none when the layout has no such field.
     std::optional<uint64_t> value(std::string_view field) const;

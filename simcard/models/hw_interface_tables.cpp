@@ -78,15 +78,6 @@ bool read_egress(uint32_t id, hw_entry &entry) {
     return true;
 }
 
-// Addresses as words of which the first is the most significant.
-void put_words(hw_entry &entry, const interface_address &address, size_t bytes) {
-    for (size_t i = 0; i < bytes; i += 4) {
-        const auto &from = address.address;
-        entry.set(element_name("ip_addr", i / 4),
-                  uint32_t{from[i]} << 24 | uint32_t{from[i + 1]} << 16 | uint32_t{from[i + 2]} << 8 | from[i + 3]);
-    }
-}
-
 // The header that packets get, as far as the interface gives it: its own address behind a destination that the FIB gives.
 bool read_encapsulation(uint32_t id, hw_entry &entry) {
     constexpr size_t source_at = 6;
@@ -100,9 +91,9 @@ bool read_encapsulation(uint32_t id, hw_entry &entry) {
     for (size_t i = 0; i < of->mac_address.size(); ++i)
         entry.set(element_name("l2_hdr", source_at + i), of->mac_address[i]);
     if (of->v4)
-        put_words(entry, *of->v4, 4);
+        entry.set_words("ip_addr", std::span(of->v4->address).first(4));
     else if (of->v6)
-        put_words(entry, *of->v6, 16);
+        entry.set_words("ip_addr", of->v6->address);
     return true;
 }
 

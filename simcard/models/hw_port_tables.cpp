@@ -19,13 +19,6 @@ uint32_t port_table_size() {
     return card_ports * directions;
 }
 
-// The handle of the interface that has the port; 0 when none has.
-uint16_t handle_of_port(uint32_t port) {
-    for (const auto &[id, one] : interfaces().interfaces)
-        if (one.kind == NPRM_IF_PHYSICAL && one.value == port) return id;
-    return 0;
-}
-
 bool read_config_ram(uint32_t address, hw_entry &entry) {
     const auto &lookups = packet_lookups();
     const auto at = [&](packet_lookup which) { return lookups[static_cast<size_t>(which)]; };
@@ -42,7 +35,7 @@ bool read_config_ram(uint32_t address, hw_entry &entry) {
         .set("policy_vmr", policy.vmr_id)
         .set("mapped_port", address)
         .set("virtual_port", address)
-        .set("if_h", handle_of_port(address))
+        .set("if_h", interface_of_port(address).value_or(0))
         .set("pc_sram_b15.pre_parse_en", 1);
     return true;
 }

@@ -152,15 +152,11 @@ bool find_host(std::span<const uint8_t> address, hw_entry &entry) {
     return false;
 }
 
-// Addresses as the wide fields of entries have them: numbers of 32 bits, the first the most significant.
-void put_address(hw_entry &entry, std::string_view field, std::span<const uint8_t> bytes) {
-    for (size_t i = 0; i + 4 <= bytes.size(); i += 4)
-        entry.set(element_name(field, i / 4),
-                  uint32_t{bytes[i]} << 24 | uint32_t{bytes[i + 1]} << 16 | uint32_t{bytes[i + 2]} << 8 | bytes[i + 3]);
-}
+// Nodes, contexts and WCCP entries may have any id of 8 bits.
+constexpr uint32_t ids = UINT8_MAX + 1;
 
-uint32_t wccp_count() {
-    return NPRM_SERVICE_WCCP_MAX;
+uint32_t wccp_ids() {
+    return ids;
 }
 
 bool read_vemo(uint32_t id, hw_entry &entry) {
@@ -181,16 +177,16 @@ bool read_vemo(uint32_t id, hw_entry &entry) {
         .set("cb2.wccp_ip", has_ip)
         .set("vemo_key", id);
     if (is_mac) entry.set_each("addr.mac", {of.address_a, NPRM_WCCP_MAC_BYTES});
-    if (has_ip) put_address(entry, "addr.ip", address_bytes(of.address_a, is_ipv4));
+    if (has_ip) entry.set_words("addr.ip", address_bytes(of.address_a, is_ipv4));
     return true;
 }
 
 // The encapsulation table has the nodes' headers, then the contexts', then those to WCCP servers.
-constexpr uint32_t first_context = NPRM_SERVICE_NODES_MAX;
-constexpr uint32_t first_wccp = first_context + NPRM_SERVICE_CONTEXTS_MAX;
+constexpr uint32_t first_context = ids;
+constexpr uint32_t first_wccp = first_context + ids;
 
 uint32_t encapsulation_count() {
-    return first_wccp + NPRM_SERVICE_WCCP_MAX;
+    return first_wccp + ids;
 }
 
 bool put_encapsulation(hw_entry &entry, const char *kind, const uint8_t (&address)[16], bool is_ipv4) {
@@ -203,7 +199,7 @@ bool put_encapsulation(hw_entry &entry, const char *kind, const uint8_t (&addres
         .set("ttl", time_to_live)
         .set("protocol", gre_protocol)
         .set("gre", is_ipv4 ? gre_of_ipv4 : gre_of_ipv6);
-    put_address(entry, "dip", address_bytes(address, is_ipv4));
+    entry.set_words("dip", address_bytes(address, is_ipv4));
     return true;
 }
 
@@ -226,12 +222,15 @@ bool read_encapsulation(uint32_t address, hw_entry &entry) {
     return has_ip && put_encapsulation(entry, "cb0.wccp", of.address_a, (of.flags & NPRM_WCCP_IPV4_FLAG) != 0);
 }
 
-bool is_valid(const std::optional<nprm_distribution_member> &member) {
-    return member && (member->byte[0] & NPRM_SERVICE_MEMBER_VALID) != 0;
-}
+// Groups may have any id of 16 bits.
+constexpr uint32_t group_ids = UINT16_MAX + 1;
 
-uint32_t group_count() {
-    return NPRM_SERVICE_GROUPS_MAX;
+uint32_t group_capacity() {
+    return group_ids;
+}
+uint32_t groups_end() {
+    const auto &groups = fdm().groups;
+    return groups.empty() ? 0 : groups.rbegin()->first + 1U;
 }
 uint32_t groups_used() {
     return static_cast<uint32_t>(fdm().groups.size());
@@ -242,7 +241,7 @@ bool read_action(uint32_t id, hw_entry &entry) {
     const auto found = fdm().groups.find(static_cast<uint16_t>(id));
     if (found == fdm().groups.end()) return false;
     const auto &members = found->second.members;
-    const auto first = std::ranges::find_if(members, is_valid);
+    const auto first = std::ranges::find_if(members, [](const auto &member) { return member && is_valid(*member); });
     const bool redirects = first != members.end();
     entry.set("cb0.valid", 1)
         .set("cb0.match", 1)
@@ -256,12 +255,10 @@ bool read_action(uint32_t id, hw_entry &entry) {
 }
 
 uint32_t distribution_size() {
-    return NPRM_SERVICE_GROUPS_MAX * NPRM_SERVICE_HASH_INDEXES;
+    return group_ids * NPRM_SERVICE_HASH_INDEXES;
 }
-
 uint32_t distribution_end() {
-    const auto &groups = fdm().groups;
-    return groups.empty() ? 0 : (groups.rbegin()->first + 1U) * NPRM_SERVICE_HASH_INDEXES;
+    return groups_end() * NPRM_SERVICE_HASH_INDEXES;
 }
 
 uint32_t distribution_used() {
@@ -276,7 +273,7 @@ bool read_distribution(uint32_t address, hw_entry &entry) {
     if (found == fdm().groups.end()) return false;
     const auto &member = found->second.members[address % NPRM_SERVICE_HASH_INDEXES];
     if (!member) return false;
-    entry.set("cb0.valid", 1).set("cb0.match", 1).set("cb0.sn_undef", !is_valid(member)).set("sn_id", member->byte[1]);
+    entry.set("cb0.valid", 1).set("cb0.match", 1).set("cb0.sn_undef", !is_valid(*member)).set("sn_id", member->byte[1]);
     return true;
 }
 
@@ -312,9 +309,9 @@ constexpr hw_table tables[] = {
      find_host<put_mask>, host_count},
     {NPRM_ENTRY_HOST_RESULT, NPRM_ENTRY_HOST_RESULT, "Host Results", 16, host_capacity, host_count, read_host<put_result>,
      find_host<put_result>, host_count},
-    {NPRM_ENTRY_VEMO, NPRM_ENTRY_VEMO, "Vemo Entry", 32, wccp_count, wccp_count, read_vemo},
+    {NPRM_ENTRY_VEMO, NPRM_ENTRY_VEMO, "Vemo Entry", 32, wccp_ids, wccp_ids, read_vemo},
     {NPRM_ENTRY_ENCAP, NPRM_ENTRY_ENCAP, "Encap entry", 32, encapsulation_count, encapsulation_count, read_encapsulation},
-    {NPRM_ENTRY_ACTION, NPRM_ENTRY_ACTION, "Action Entry", 8, group_count, group_count, read_action, nullptr, groups_used},
+    {NPRM_ENTRY_ACTION, NPRM_ENTRY_ACTION, "Action Entry", 8, group_capacity, groups_end, read_action, nullptr, groups_used},
     {NPRM_ENTRY_SNG_DIST, NPRM_ENTRY_SNG_DIST, "SNG DIST Entry", 8, distribution_size, distribution_end, read_distribution, nullptr,
      distribution_used},
     {NPRM_ENTRY_PARSE_DIST_LIST, NPRM_ENTRY_PARSE_DIST_LIST, "PARSE Distribution List Config", 4, list_count, list_count,

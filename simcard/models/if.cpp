@@ -122,7 +122,7 @@ constexpr model_operation operations[] = {
     {NPRM_IF_BG_DELETE, "delete a bridge group", delete_bridge_group},
     {NPRM_IF_BG_ADD_VLAN, "add a VLAN to a bridge group", add_bridge_vlan},
     {NPRM_IF_BG_DELETE_VLAN, "remove a VLAN from a bridge group", delete_bridge_vlan},
-    {NPRM_IF_FIB, "FIB entries", serve_fib},
+    {NPRM_IF_FIB, "FIB entries", serve_fib, any_number},
     {NPRM_IF_ERRORLOG_MASK, "set the error-log mask", set_errorlog_mask},
     {NPRM_IF_READ_CONFIG, "read the configuration", read_config},
     {NPRM_IF_TCAM_LOOKUP, "switch a look-up", serve_lookup_switch},

@@ -10,15 +10,15 @@
 
 namespace {
 
-constexpr size_t bytes_behind = 16;  // of a reply: header, result, length
-constexpr uint32_t entry_header_bytes = 12, terminator_bytes = 4;
+constexpr size_t bytes_offset = offsetof(nprm_if_data_message, bytes);
+constexpr uint32_t terminator_bytes = 4;
 constexpr uint32_t bytes_most = NPRM_CONFIG_BYTES_MAX / 4 * 4;
 
 // Tells the length and makes room for the bytes, which may end before the record does.
 std::span<std::byte> answer_bytes(model_reply &reply, uint32_t length) {
     reply.at<nprm_if_data_record>(0).length = length;
-    reply.set_length(bytes_behind + length);
-    return reply.rest(bytes_behind).first(length);
+    reply.set_length(bytes_offset + length);
+    return reply.rest(bytes_offset).first(length);
 }
 
 // Entries as many as there is room for.  A blob that is cut ends behind a whole entry and has no gaps: smaller entries that would
@@ -29,7 +29,7 @@ class config_blob {
         hw_entry entry(table.entry_type);
         if (!table.read(address, entry)) return;
         is_full_ =
-            used_ + entry_header_bytes + (table.entry_bytes + 3) / 4 * 4 + terminator_bytes > bytes_most ||
+            used_ + NPRM_BLOB_HEADER_BYTES + (table.entry_bytes + 3) / 4 * 4 + terminator_bytes > bytes_most ||
             nprm_encode_config(table.entry_type, address, table.entry_bytes, entry.bytes().data(), bytes_.data(), &used_) != 1;
     }
     // An entry found no room: nothing goes behind it.
@@ -46,7 +46,6 @@ class config_blob {
 }  // namespace
 
 uint32_t read_config(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const auto &asked = from.at<nprm_if_data_record>(0);
     const uint32_t selector = asked.selector;
     uint32_t first = 0;
@@ -68,12 +67,10 @@ uint32_t read_config(const model_request &from, model_reply &reply) {
 }
 
 // Two bytes a port: its interface, 0xFFFF where it has none.
-uint32_t read_port_mapping(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
+uint32_t read_port_mapping(const model_request &, model_reply &reply) {
     std::array<uint16_t, card_ports> mapping;
-    mapping.fill(NPRM_IF_NONE);
-    for (const auto &[id, interface] : interfaces().interfaces)
-        if (interface.kind == NPRM_IF_PHYSICAL) mapping[interface.value] = id;
+    for (uint32_t port = 0; port < card_ports; ++port)
+        mapping[port] = interface_of_port(port).value_or(NPRM_IF_NONE);
     std::memcpy(answer_bytes(reply, sizeof mapping).data(), mapping.data(), sizeof mapping);
     return NPRM_OK;
 }

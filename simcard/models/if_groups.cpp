@@ -48,13 +48,11 @@ void leave_channel(uint16_t id, interface_state &interface) {
 }
 
 uint32_t set_channel_balance(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     mutable_interfaces().channel_balance = from.at<nprm_if_record>(0).setting;
     return NPRM_OK;
 }
 
 uint32_t add_channel_member(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const nprm_if_member_record &asked = from.at<nprm_if_record>(0).member;
     interface_state *channel = find_interface(asked.channel_id), *member = find_interface(asked.interface_id);
     if (channel == nullptr) return NPRM_ERROR_IF_NOT_EXIST;
@@ -69,7 +67,6 @@ uint32_t add_channel_member(const model_request &from, model_reply &) {
 }
 
 uint32_t delete_channel_member(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const nprm_if_member_record &asked = from.at<nprm_if_record>(0).member;
     interface_state *channel = find_interface(asked.channel_id), *member = find_interface(asked.interface_id);
     if (channel == nullptr) return NPRM_ERROR_IF_NOT_EXIST;
@@ -80,7 +77,6 @@ uint32_t delete_channel_member(const model_request &from, model_reply &) {
 }
 
 uint32_t create_bridge_group(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const bridge_request request(from);
     const nprm_if_bridge_record &asked = request.asked;
     if (asked.group > UINT8_MAX) return NPRM_ERROR_PARAM;
@@ -96,7 +92,6 @@ uint32_t create_bridge_group(const model_request &from, model_reply &) {
 }
 
 uint32_t delete_bridge_group(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const bridge_request request(from);
     const bridge_group_state *group = request.find();
     if (group == nullptr) return NPRM_ERROR_IF_BG_NOT_EXIST;
@@ -108,7 +103,6 @@ uint32_t delete_bridge_group(const model_request &from, model_reply &) {
 }
 
 uint32_t add_bridge_vlan(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const bridge_request request(from);
     bridge_group_state *group = request.find();
     if (group == nullptr) return NPRM_ERROR_IF_BG_NOT_EXIST;
@@ -120,7 +114,6 @@ uint32_t add_bridge_vlan(const model_request &from, model_reply &) {
 }
 
 uint32_t delete_bridge_vlan(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const bridge_request request(from);
     bridge_group_state *group = request.find();
     if (group == nullptr) return NPRM_ERROR_IF_BG_NOT_EXIST;

@@ -30,7 +30,7 @@ uint32_t check_new(const nprm_if_interface_record &asked) {
     if (kind > NPRM_IF_SB || (asked.attribute & ~uint32_t{NPRM_IF_KIND_MASK | NPRM_IF_LAYER_3}) != 0) return NPRM_ERROR_PARAM;
     if (!is_usable(asked.mac_address)) return NPRM_ERROR_IF_WRITE_MY_MAC;
     if (kind == NPRM_IF_PHYSICAL && asked.value >= card_ports) return NPRM_ERROR_IF_NOT_PHYSICAL;
-    if (kind == NPRM_IF_PHYSICAL && interface_of_port(asked.value) != nullptr) return NPRM_ERROR_IF_MALLOC_PORT_TABLE;
+    if (kind == NPRM_IF_PHYSICAL && interface_of_port(asked.value)) return NPRM_ERROR_IF_MALLOC_PORT_TABLE;
     const auto channels =
         std::ranges::count_if(state.interfaces, [](const auto &one) { return one.second.kind == NPRM_IF_PORT_CHANNEL; });
     if (kind == NPRM_IF_PORT_CHANNEL && channels >= NPRM_IF_CHANNELS_MAX) return NPRM_ERROR_IF_MALLOC_LAG;
@@ -78,14 +78,13 @@ interface_state *find_interface(uint32_t id) {
     return found == state.interfaces.end() ? nullptr : &found->second;
 }
 
-const interface_state *interface_of_port(uint32_t port) {
+std::optional<uint16_t> interface_of_port(uint32_t port) {
     for (const auto &[id, interface] : state.interfaces)
-        if (interface.kind == NPRM_IF_PHYSICAL && interface.value == port) return &interface;
-    return nullptr;
+        if (interface.kind == NPRM_IF_PHYSICAL && interface.value == port) return id;
+    return std::nullopt;
 }
 
 uint32_t create_interface(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const nprm_if_interface_record &asked = from.at<nprm_if_record>(0).interface;
     if (const uint32_t refused = check_new(asked); refused != NPRM_OK) return refused;
     interface_state made = {};
@@ -98,7 +97,6 @@ uint32_t create_interface(const model_request &from, model_reply &) {
 }
 
 uint32_t delete_interface(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     interface_state *interface = find_interface(from.at<nprm_if_record>(0).interface.interface_id);
     if (interface == nullptr) return NPRM_ERROR_IF_NOT_EXIST;
     if (interface->bridge_group) return NPRM_ERROR_IF_IN_BG;
@@ -114,7 +112,6 @@ uint32_t delete_interface(const model_request &from, model_reply &) {
 }
 
 uint32_t set_interface_state(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const nprm_if_interface_record &asked = from.at<nprm_if_record>(0).interface;
     interface_state *interface = find_interface(asked.interface_id);
     if (interface == nullptr) return NPRM_ERROR_IF_NOT_EXIST;
@@ -125,7 +122,6 @@ uint32_t set_interface_state(const model_request &from, model_reply &) {
 }
 
 uint32_t set_interface_mac(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const nprm_if_interface_record &asked = from.at<nprm_if_record>(0).interface;
     interface_state *interface = find_interface(asked.interface_id);
     if (interface == nullptr) return NPRM_ERROR_IF_NOT_EXIST;
@@ -135,15 +131,14 @@ uint32_t set_interface_mac(const model_request &from, model_reply &) {
 }
 
 uint32_t set_interface_v4(const model_request &from, model_reply &) {
-    return from.units() == 1 ? set_address(from, &interface_state::v4, 4) : uint32_t{NPRM_ERROR_PARAM};
+    return set_address(from, &interface_state::v4, 4);
 }
 
 uint32_t set_interface_v6(const model_request &from, model_reply &) {
-    return from.units() == 1 ? set_address(from, &interface_state::v6, 16) : uint32_t{NPRM_ERROR_PARAM};
+    return set_address(from, &interface_state::v6, 16);
 }
 
 uint32_t activate_sb(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const nprm_if_active_record &asked = from.at<nprm_if_record>(0).active;
     interface_state *sb = find_interface(asked.first_id);
     const interface_state *physical = find_interface(asked.second_id);

@@ -47,7 +47,7 @@ struct if_state {
 // Holds until the next request.
 const if_state &interfaces();
 
-// The interface that has the port; null when none has.
-const interface_state *interface_of_port(uint32_t port);
+// The id of the physical interface that has the port; none when none has.
+std::optional<uint16_t> interface_of_port(uint32_t port);
 
 #endif

@@ -160,7 +160,6 @@ uint32_t set_led(const port_request &request) {
 
 template <uint32_t (*serve)(const port_request &)>
 uint32_t serve_port(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const auto &asked = from.at<nprm_mac_record>(0);
     if (asked.port >= card_ports) return NPRM_ERROR_ETHMON_INVALID_PORT;
     auto &answer = reply.at<nprm_mac_record>(0);

@@ -38,7 +38,6 @@ void describe_table(const hw_table &table, nprm_npa_descriptor &descriptor, nprm
 }
 
 uint32_t summarize(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const hw_table *table = find_hw_table(from.at<nprm_npa_summary_record>(0).descriptor.table_id);
     if (table == nullptr) return NPRM_ERROR_PARM_STRUCT_ID;
     auto &answer = reply.at<nprm_npa_summary_record>(0);
@@ -72,7 +71,6 @@ class entry_list {
 };
 
 uint32_t get_entries(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const auto &asked = from.at<nprm_npa_table_record>(0);
     const hw_table *table = find_hw_table(asked.descriptor.table_id);
     if (table == nullptr) return NPRM_ERROR_PARM_STRUCT_ID;
@@ -106,7 +104,6 @@ void walk(const hw_table &table, uint32_t from, const visitor &visit) {
 }
 
 uint32_t search(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const auto &asked = from.at<nprm_npa_table_record>(0);
     const hw_table *table = find_hw_table(asked.descriptor.table_id);
     if (table == nullptr) return NPRM_ERROR_PARM_STRUCT_ID;
@@ -150,7 +147,6 @@ found find_entry(const hw_table &table, std::string_view text, hw_entry &into) {
 }
 
 uint32_t look_up(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const auto &asked = from.at<nprm_npa_table_record>(0);
     const hw_table *table = find_hw_table(asked.descriptor.table_id);
     if (table == nullptr) return NPRM_ERROR_PARM_STRUCT_ID;
@@ -167,7 +163,6 @@ uint32_t look_up(const model_request &from, model_reply &reply) {
 
 // The record has the request's first and count behind the result, and the values go on behind the record.
 uint32_t read_registers(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     uint32_t asked[3];  // result, first, count
     std::memcpy(asked, &from.at<nprm_npa_selector_record>(0), sizeof asked);
     const uint32_t first = asked[1], count = asked[2];
@@ -184,7 +179,6 @@ uint32_t read_registers(const model_request &from, model_reply &reply) {
 }
 
 uint32_t tell_queue_depth(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const auto depth = queue_depth(from.at<nprm_npa_selector_record>(0).selector);
     if (!depth) return NPRM_ERROR_PARAM;
     std::memcpy(&reply.at<nprm_npa_selector_record>(0).value, depth->data(), sizeof *depth);
@@ -192,7 +186,7 @@ uint32_t tell_queue_depth(const model_request &from, model_reply &reply) {
 }
 
 uint32_t tell_queue_totals(const model_request &from, model_reply &reply) {
-    if (from.units() != 1 || from.at<nprm_npa_selector_record>(0).selector != 0) return NPRM_ERROR_PARAM;
+    if (from.at<nprm_npa_selector_record>(0).selector != 0) return NPRM_ERROR_PARAM;
     const auto totals = queue_totals();
     std::memcpy(&reply.at<nprm_npa_selector_record>(0).value, totals.data(), sizeof totals);
     return NPRM_OK;
@@ -200,7 +194,7 @@ uint32_t tell_queue_totals(const model_request &from, model_reply &reply) {
 
 uint32_t read_port_sram(const model_request &from, model_reply &reply) {
     const uint32_t port = from.at<nprm_npa_selector_record>(0).selector;
-    if (from.units() != 1 || port >= card_ports) return NPRM_ERROR_PARAM;
+    if (port >= card_ports) return NPRM_ERROR_PARAM;
     hw_entry entry(NPRM_ENTRY_PORT_CONFIG_RAM);
     const hw_table *table = find_hw_table(NPRM_ENTRY_PORT_CONFIG_RAM);
     if (port < table->end()) table->read(port, entry);
@@ -210,14 +204,13 @@ uint32_t read_port_sram(const model_request &from, model_reply &reply) {
 
 uint32_t write_crash_information(const model_request &from, model_reply &) {
     const uint32_t argument = from.at<nprm_npa_selector_record>(0).selector;
-    if (from.units() != 1 || argument >= crash_arguments) return NPRM_ERROR_PARAM;
+    if (argument >= crash_arguments) return NPRM_ERROR_PARAM;
     ++made.crash_dumps;
     made.last_crash_argument = argument;
     return NPRM_OK;
 }
 
 uint32_t capture_search_engine(const model_request &from, model_reply &) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     const auto &asked = from.at<nprm_npa_text_record>(0);
     const size_t length = strnlen(asked.text, sizeof asked.text);
     if (length == 0 || length == sizeof asked.text) return NPRM_ERROR_PARAM;

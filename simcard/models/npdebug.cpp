@@ -67,7 +67,6 @@ struct exchange {
 };
 
 uint32_t begin(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     exchange of(from);
     if (of.command[0] != NPRM_NPDEBUG_PROTOCOL) return NPRM_ERROR_UNSUPPORTED;
     of.answer[0] = NPRM_NPDEBUG_PROTOCOL;
@@ -78,7 +77,6 @@ uint32_t begin(const model_request &from, model_reply &reply) {
 }
 
 uint32_t serve(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
     exchange of(from);
     if (session == 0 || of.command[0] != session) return NPRM_ERROR_NP_API_CALL;
     if (of.command[1] >= std::size(commands)) return NPRM_ERROR_UNSUPPORTED;

@@ -1,13 +1,14 @@
-// A port's traffic and the 44 counters that it gives.
+// A port's traffic and the counters that it gives.
 #ifndef SIMCARD_MODELS_PORT_COUNTERS_H
 #define SIMCARD_MODELS_PORT_COUNTERS_H
 
 #include <array>
 
+#include "api/wire/nprm_mac_wire.h"
 #include "mac_state.h"
 #include "simcard/model.h"
 
-using port_counters = std::array<uint32_t, 44>;
+using port_counters = std::array<uint32_t, NPRM_PORT_COUNTERS>;
 
 // Receives and sends what the step offers, as far as the port's speed allows.
 void carry_traffic(port_state &port, const traffic_step &step);

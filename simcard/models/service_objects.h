@@ -78,6 +78,15 @@ inline void clear_from(uint8_t (&address)[16], size_t first) {
     std::memset(address + first, 0, sizeof address - first);
 }
 
+// The object without the address bytes that IPv4 addresses do not have: clients do not set them.
+template <class object>
+object without_unset_bytes(object one, uint8_t ipv4_flag) {
+    const size_t bytes = (one.flags & ipv4_flag) != 0 ? sizeof(uint32_t) : sizeof one.address_a;
+    clear_from(one.address_a, bytes);
+    clear_from(one.address_b, bytes);
+    return one;
+}
+
 template <class object>
 bool shares_address(const object &one, const object &other) {
     const address_bytes ours[] = {address_of(one.address_a), address_of(one.address_b)};

@@ -5,6 +5,8 @@
 #include <array>
 #include <cstdint>
 
+#include "api/wire/nprm_mac_wire.h"
+
 enum class sfp_kind : uint8_t {
     none,        // an empty cage
     unreadable,  // light passes, but its memory does not answer
@@ -23,7 +25,7 @@ struct sfp_module {
     uint32_t serial;
 };
 
-using sfp_image = std::array<uint8_t, 256>;
+using sfp_image = std::array<uint8_t, NPRM_SFP_BYTES>;
 
 bool has_identification(const sfp_module &module);
 bool has_monitoring(const sfp_module &module);

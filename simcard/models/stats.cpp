@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr size_t data_offset = 16;  // of a reply
+constexpr size_t data_offset = offsetof(nprm_stats_reply, data);
 
 // Entries that were given out, by table.
 std::array<std::vector<bool>, NPRM_STATS_TABLE_COUNT> allocated;
@@ -104,15 +104,20 @@ struct table_operation {
     bool chooses_ids;       // those of the request mean nothing
     bool is_of_own_tables;  // clients do it themselves in the segment
 };
+// By their numbers, nprm_stats_table_operation; the card takes 1 for giving back what was allocated.
 constexpr table_operation table_operations[] = {
-    {allocate, true, false},  // NPRM_STATS_ALLOCATE
-    {give_back, false, false}, {read, false, true}, {write, false, false}, {clear, false, false}, {read_and_clear, false, true},
+    {allocate, true, false},        // 0
+    {give_back, false, false},      // 1
+    {read, false, true},            // 2
+    {write, false, false},          // 3
+    {clear, false, false},          // 4
+    {read_and_clear, false, true},  // 5
 };
+static_assert(std::size(table_operations) == NPRM_STATS_READ_CLEAR + 1);
 
 uint32_t serve_table(const model_request &from, model_reply &reply) {
     const auto &record = from.at<nprm_stats_record>(0);
-    if (from.units() != 1 || record.table >= NPRM_STATS_TABLE_COUNT || record.operation >= std::size(table_operations))
-        return NPRM_ERROR_PARAM;
+    if (record.table >= NPRM_STATS_TABLE_COUNT || record.operation >= std::size(table_operations)) return NPRM_ERROR_PARAM;
     if (record.count == 0 || record.count > NPRM_STATS_IDS_MAX) return NPRM_ERROR_PARAM;
     const table_operation &operation = table_operations[record.operation];
     const table_request request = {record, stats_tbl_def[record.table]};
@@ -122,23 +127,20 @@ uint32_t serve_table(const model_request &from, model_reply &reply) {
     return operation.serve(request, reply);
 }
 
-uint32_t get_monitor(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
+uint32_t get_monitor(const model_request &, model_reply &reply) {
     answer_data(reply, 0);
     answer_data(reply, sizeof(monitor_words));
     std::memcpy(reply.rest(data_offset).data(), monitor().data(), sizeof(monitor_words));
     return NPRM_OK;
 }
 
-uint32_t clear_monitor(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
+uint32_t clear_monitor(const model_request &, model_reply &reply) {
     answer_data(reply, 0);
     monitor() = {};
     return NPRM_OK;
 }
 
-uint32_t clear_all(const model_request &from, model_reply &reply) {
-    if (from.units() != 1) return NPRM_ERROR_PARAM;
+uint32_t clear_all(const model_request &, model_reply &reply) {
     answer_data(reply, 0);
     clear_all_counters();
     return NPRM_OK;

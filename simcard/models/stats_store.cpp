@@ -2,9 +2,10 @@
 
 #include "stats_store.h"
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <vector>
 
 #include <sys/mman.h>
 
@@ -13,11 +14,10 @@ namespace {
 // Aligned as counters are; a uint64_t is aligned to 4 bytes only on the target.
 typedef uint64_t shared_count __attribute__((aligned(8), may_alias));
 
-constexpr size_t own_slots = 256 + 8 + 64 + 8 + 1 + 1 + 128;  // of tables 0 to 6
-alignas(16) std::array<nprm_stats_counter, own_slots> own;
 std::byte *segment = nullptr;
 alignas(16) nprm_stats_counter nowhere;
 
+// Of tables 0 to 6, which lie one behind the other.
 size_t first_own_slot(uint32_t table) {
     size_t first = 0;
     for (uint32_t i = 0; i < table; ++i)
@@ -25,12 +25,20 @@ size_t first_own_slot(uint32_t table) {
     return first;
 }
 
+struct alignas(16) own_slot {
+    nprm_stats_counter counter;
+};
+std::vector<own_slot> &own_slots() {
+    static std::vector<own_slot> slots(first_own_slot(NPRM_STATS_FIRST_SHARED_TABLE));
+    return slots;
+}
+
 shared_count *counts_of(uint32_t table, uint32_t entry, uint32_t counter) {
     const nprm_stats_table &about = stats_tbl_def[table];
     const size_t slot = size_t{entry} * about.counters_per_entry + counter;
     void *at = &nowhere;
     if (table < NPRM_STATS_FIRST_SHARED_TABLE)
-        at = &own[first_own_slot(table) + slot];
+        at = &own_slots()[first_own_slot(table) + slot];
     else if (segment != nullptr)
         at = segment + about.shm_offset + slot * sizeof(nprm_stats_counter);
     return static_cast<shared_count *>(at);
@@ -61,7 +69,7 @@ void write_counter(uint32_t table, uint32_t entry, uint32_t counter, const nprm_
 }
 
 void clear_all_counters() {
-    std::memset(own.data(), 0, sizeof own);
+    std::ranges::fill(own_slots(), own_slot{});
     if (segment == nullptr) return;
     // Gives the pages back, so that those that nobody counted in cost nothing; what cannot do that is overwritten.
     if (madvise(segment, NPRM_STATS_SEGMENT_BYTES, MADV_REMOVE) != 0) std::memset(segment, 0, NPRM_STATS_SEGMENT_BYTES);

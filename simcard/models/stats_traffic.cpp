@@ -105,14 +105,11 @@ traffic_count count_port(uint32_t number, const port_state &port, port_progress 
         add_to_counter(stats_of_ports, 0, slot + i, all[i]);
         add_to_counter(stats_of_card, 0, i, all[i]);
     }
-    for (const auto &[id, interface] : interfaces().interfaces) {
-        if (interface.kind != NPRM_IF_PHYSICAL || interface.value != number || !interface.is_up) continue;
-        if (id >= stats_tbl_def[stats_of_interfaces].entries) continue;
-        add_to_counter(stats_of_interfaces, id, 0, received);
-        add_to_counter(stats_of_interfaces, id, 1, sent);
-        return classify(id, received, !fdm().nodes.empty());
-    }
-    return {0, 0};
+    const auto id = interface_of_port(number);
+    if (!id || !interfaces().interfaces.at(*id).is_up || *id >= stats_tbl_def[stats_of_interfaces].entries) return {0, 0};
+    add_to_counter(stats_of_interfaces, *id, 0, received);
+    add_to_counter(stats_of_interfaces, *id, 1, sent);
+    return classify(*id, received, !fdm().nodes.empty());
 }
 
 }  // namespace

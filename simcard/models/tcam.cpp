@@ -86,8 +86,7 @@ uint32_t free_entries() {
 
 // Checks.  Each returns NPRM_OK or the code that refuses the request.
 
-uint32_t check_single_message(const model_request &from, uint32_t units) {
-    if (from.units() != units) return NPRM_ERROR_TCAM_INVALID_MSG;
+uint32_t check_single_message(const model_request &from) {
     const auto &progress = from.at<nprm_tcam_progress_record>(0);
     const bool whole = progress.start_index == 0 && progress.first == 1 && progress.last == 1;
     return whole ? NPRM_OK : NPRM_ERROR_TCAM_INVALID_MSG;
@@ -134,7 +133,7 @@ uint32_t check_store(const model_request &from) {
     return check_continuation(request);
 }
 
-// Copies the fields of an entry and leaves out what is none: clients do not set those bits.
+// Clears what is no field of an entry: clients do not set those bits.
 void keep_fields_only(entry_kind kind, std::span<nprm_tcam_entry> entries) {
     if (kind != entry_kind::acl) return;
     constexpr uint8_t flag_bits[4] = {0x07, 0x03, 0x07, 0x01};
@@ -165,7 +164,7 @@ void store(const tcam_request &request, uint32_t at) {
 // Operations.
 
 uint32_t create_list(const model_request &from, model_reply &reply) {
-    if (const uint32_t code = check_single_message(from, NPRM_TCAM_HEAD_UNITS)) return code;
+    if (const uint32_t code = check_single_message(from)) return code;
     const tcam_request request(from);
     if (request.nr_entry == 0) return NPRM_ERROR_TCAM_TCAM_INVALID_ARG;
     if (request.nr_entry > positions_max) return NPRM_ERROR_TCAM_OUT_OF_RANGE;
@@ -177,7 +176,7 @@ uint32_t create_list(const model_request &from, model_reply &reply) {
 }
 
 uint32_t delete_list(const model_request &from, model_reply &) {
-    if (const uint32_t code = check_single_message(from, NPRM_TCAM_HEAD_UNITS)) return code;
+    if (const uint32_t code = check_single_message(from)) return code;
     const tcam_request request(from);
     if (const uint32_t code = check_list(request)) return code;
     request.list() = {};
@@ -185,7 +184,7 @@ uint32_t delete_list(const model_request &from, model_reply &) {
 }
 
 uint32_t tell_space(const model_request &from, model_reply &reply) {
-    if (const uint32_t code = check_single_message(from, NPRM_TCAM_HEAD_UNITS)) return code;
+    if (const uint32_t code = check_single_message(from)) return code;
     reply.at<nprm_tcam_list_record>(1).nr_entry = free_entries();
     return NPRM_OK;
 }
@@ -213,7 +212,7 @@ uint32_t insert_entries(const model_request &from, model_reply &) {
 }
 
 uint32_t delete_entries(const model_request &from, model_reply &) {
-    if (const uint32_t code = check_single_message(from, NPRM_TCAM_HEAD_UNITS)) return code;
+    if (const uint32_t code = check_single_message(from)) return code;
     const tcam_request request(from);
     if (request.nr_entry == 0) return NPRM_ERROR_TCAM_TCAM_INVALID_ARG;
     if (const uint32_t code = check_list(request)) return code;
@@ -267,7 +266,7 @@ bool matches(const key_type &key, const key_type &value, const key_type &mask) {
 
 template <auto form>
 uint32_t look_up(const model_request &from, model_reply &reply) {
-    if (const uint32_t code = check_single_message(from, NPRM_TCAM_HEAD_UNITS + 1)) return code;
+    if (const uint32_t code = check_single_message(from)) return code;
     const tcam_request request(from);
     if (request.nr_entry != 1) return NPRM_ERROR_TCAM_INVALID_MSG;
     if (const uint32_t code = check_list(request)) return code;
@@ -303,18 +302,18 @@ nlohmann::json describe() {
 }
 
 constexpr model_operation operations[] = {
-    {NPRM_TCAM_CREATE_LIST, "create list", create_list},
-    {NPRM_TCAM_DELETE_LIST, "delete list", delete_list},
-    {NPRM_TCAM_SPACE, "space", tell_space},
-    {NPRM_TCAM_INSERT_ACL, "insert ACL entries", insert_entries},
-    {NPRM_TCAM_READ_ACL, "read ACL entries", read_entries},
-    {NPRM_TCAM_WRITE_ACL, "write ACL entries", write_entries},
-    {NPRM_TCAM_INSERT_POLICY, "insert policy entries", insert_entries},
-    {NPRM_TCAM_READ_POLICY, "read policy entries", read_entries},
-    {NPRM_TCAM_WRITE_POLICY, "write policy entries", write_entries},
-    {NPRM_TCAM_DELETE_ENTRIES, "delete entries", delete_entries},
-    {NPRM_TCAM_LOOKUP_ACL, "look up in an ACL list", look_up<&nprm_tcam_entry::acl>},
-    {NPRM_TCAM_LOOKUP_POLICY, "look up in a policy list", look_up<&nprm_tcam_entry::policy>},
+    {NPRM_TCAM_CREATE_LIST, "create list", create_list, NPRM_TCAM_HEAD_UNITS},
+    {NPRM_TCAM_DELETE_LIST, "delete list", delete_list, NPRM_TCAM_HEAD_UNITS},
+    {NPRM_TCAM_SPACE, "space", tell_space, NPRM_TCAM_HEAD_UNITS},
+    {NPRM_TCAM_INSERT_ACL, "insert ACL entries", insert_entries, any_number},
+    {NPRM_TCAM_READ_ACL, "read ACL entries", read_entries, any_number},
+    {NPRM_TCAM_WRITE_ACL, "write ACL entries", write_entries, any_number},
+    {NPRM_TCAM_INSERT_POLICY, "insert policy entries", insert_entries, any_number},
+    {NPRM_TCAM_READ_POLICY, "read policy entries", read_entries, any_number},
+    {NPRM_TCAM_WRITE_POLICY, "write policy entries", write_entries, any_number},
+    {NPRM_TCAM_DELETE_ENTRIES, "delete entries", delete_entries, NPRM_TCAM_HEAD_UNITS},
+    {NPRM_TCAM_LOOKUP_ACL, "look up in an ACL list", look_up<&nprm_tcam_entry::acl>, NPRM_TCAM_HEAD_UNITS + 1},
+    {NPRM_TCAM_LOOKUP_POLICY, "look up in a policy list", look_up<&nprm_tcam_entry::policy>, NPRM_TCAM_HEAD_UNITS + 1},
 };
 
 }  // namespace

@@ -57,7 +57,7 @@ uint32_t serve_entries(const model_request &from, model_reply &reply) {
 
 uint32_t set_mtu(const model_request &from, model_reply &) {
     const uint32_t mtu = from.at<nprm_wccp_mtu_record>(0).mtu;
-    if (from.units() != 1 || mtu == 0 || mtu > UINT16_MAX) return NPRM_ERROR_PARAM;
+    if (mtu == 0 || mtu > UINT16_MAX) return NPRM_ERROR_PARAM;
     state.mtu = static_cast<uint16_t>(mtu);
     return NPRM_OK;
 }
@@ -71,7 +71,7 @@ nlohmann::json describe() {
 }
 
 constexpr model_operation operations[] = {
-    {NPRM_WCCP_ENTRY, "entries", serve_entries},
+    {NPRM_WCCP_ENTRY, "entries", serve_entries, any_number},
     {NPRM_WCCP_SET_MTU, "set MTU", set_mtu},
 };
 

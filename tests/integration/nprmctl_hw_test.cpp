@@ -37,7 +37,7 @@ TEST_F(NprmctlHw, ListsTheCardsTables) {
 
 TEST_F(NprmctlHw, DescribesATableByNumberOrName) {
     const std::string by_number = done({"hw", "summary", "15"});
-    EXPECT_THAT(by_number, HasSubstr("addresses    262,144\n"));
+    EXPECT_THAT(by_number, HasSubstr("addresses    16,777,216\n"));
     EXPECT_EQ(done({"hw", "summary", "sng dist entry"}), by_number);
     for (const char *wrong : {"2", "99", "nothing"}) {
         const nprmctl_run run = run_nprmctl({"hw", "summary", wrong});

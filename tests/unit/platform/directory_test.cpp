@@ -1,4 +1,4 @@
-// Where the local transport lives: the directory's choice, the trust in it, and the length of addresses.
+// Where the local transport lives: the directory's choice, the trust in it, the length of addresses, and its descriptors.
 
 #include "platform/local/ruv_local.h"
 
@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -126,6 +127,31 @@ TEST(RuvAddress, HoldsAPathOf107Bytes) {
     ASSERT_EQ(ruv_local_address(&address, "/d", "190491"), 0);
     EXPECT_EQ(address.sun_family, AF_UNIX);
     EXPECT_STREQ(address.sun_path, "/d/190491");
+}
+
+TEST(RuvPeer, IsOwnAtTheOtherEndOfAConnectionAndNobodyWhereThereIsNone) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);
+    EXPECT_EQ(ruv_local_is_own_user(ends[0]), 1);
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(ruv_local_is_own_user(ends[0]), 0);
+}
+
+TEST(RuvDescriptor, IsMovedFromTheStandardStreamsOnly) {
+    const int above = dup(STDERR_FILENO);
+    ASSERT_GT(above, STDERR_FILENO);
+    EXPECT_EQ(ruv_local_above_standard_streams(above), above);
+    EXPECT_EQ(ruv_local_above_standard_streams(-1), -1);
+
+    const int kept = dup(STDIN_FILENO);
+    const int moved = ruv_local_above_standard_streams(STDIN_FILENO);
+    EXPECT_GT(moved, STDERR_FILENO);
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "the old one is closed";
+    EXPECT_EQ(fcntl(moved, F_GETFD), FD_CLOEXEC);
+    if (kept >= 0) dup2(kept, STDIN_FILENO);
+    for (const int descriptor : {above, kept, moved})
+        close(descriptor);
 }
 
 }  // namespace

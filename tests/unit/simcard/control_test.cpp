@@ -63,7 +63,7 @@ TEST_F(Control, AddsFaultsAndEndsThem) {
         {"kind": "drop", "component": "IF", "remaining": 1, "value": null, "seed": 2},
         {"kind": "exit", "component": null, "remaining": 4294967295, "value": null, "seed": 4294967295}])"));
     expect_done(R"({"command": "fault", "kind": "none"})");
-    EXPECT_TRUE(card_.faults.empty());
+    EXPECT_TRUE(card_.faults.active().empty());
 }
 
 TEST_F(Control, SwitchesAcknowledgeOnly) {
@@ -78,7 +78,7 @@ TEST_F(Control, SwitchesAcknowledgeOnly) {
 TEST_F(Control, Resets) {
     expect_done(R"({"command": "fault", "kind": "drop"})");
     expect_done(R"({"command": "reset"})");
-    EXPECT_TRUE(card_.faults.empty());
+    EXPECT_TRUE(card_.faults.active().empty());
 }
 
 TEST_F(Control, RefusesWhatItDoesNotKnowAndSaysWhatThereIs) {
@@ -91,7 +91,7 @@ TEST_F(Control, RefusesWhatItDoesNotKnowAndSaysWhatThereIs) {
     expect_refused(R"({"command": "fault", "kind": "drop", "component": -1})", "no such component");
     expect_refused(R"({"command": "fault", "kind": "drop", "counts": 2})", "no member \"counts\"");
     expect_refused(R"({"command": "status", "count": 2})", "no member \"count\"");
-    EXPECT_TRUE(card_.faults.empty());
+    EXPECT_TRUE(card_.faults.active().empty());
 }
 
 TEST_F(Control, RefusesNumbersOutsideTheirRange) {
@@ -103,7 +103,7 @@ TEST_F(Control, RefusesNumbersOutsideTheirRange) {
     expect_refused(R"({"command": "fault", "kind": "delay", "value": 600001})", "from 0 to 600000");
     expect_refused(R"({"command": "fault", "kind": "exit", "value": 256})", "from 0 to 255");
     expect_refused(R"({"command": "fault", "kind": "drop", "seed": -1})", "from 0 to 4294967295");
-    EXPECT_TRUE(card_.faults.empty());
+    EXPECT_TRUE(card_.faults.active().empty());
 }
 
 TEST_F(Control, AsksForValuesWhereTheyAreNeeded) {

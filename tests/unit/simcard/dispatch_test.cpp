@@ -12,6 +12,13 @@ message ask(const char *component, const message &request) {
     return reply;
 }
 
+message message_of_zeros(uint32_t operation, uint32_t units, uint32_t record_bytes) {
+    message request(8 + size_t{units} * record_bytes, 0);
+    put32(request, 0, operation);
+    put32(request, 4, units);
+    return request;
+}
+
 message request_of(uint32_t operation, uint32_t units, size_t bytes) {
     message request(bytes, 0xA5);
     put32(request, 0, operation);
@@ -124,8 +131,31 @@ TEST(Card, StartsAnewAfterReset) {
     under_test.faults.add(*find_fault_kind("drop"), {}, 1, {}, 0);
     under_test.reset();
     EXPECT_FALSE(under_test.acknowledge_only);
-    EXPECT_TRUE(under_test.faults.empty());
+    EXPECT_TRUE(under_test.faults.active().empty());
     EXPECT_EQ(find_component(7)->model->describe(), nlohmann::json::parse(R"({"capacity": 50, "free": 50, "lists": []})"));
+}
+
+TEST(NumberOfRecords, IsOneButOfOperationsOnObjectsAndEntries) {
+    const struct {
+        const char *component;
+        uint32_t record_bytes;
+        std::vector<uint32_t> operations;
+    } cases[] = {{"CMM", 38, {1}},
+                 {"MAC", 268, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}},
+                 {"FDM", 80, {3, 4, 5, 6, 7}},
+                 {"IF", 35, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 16, 17, 18, 19, 20, 21, 22}},
+                 {"NPA", 788, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
+                 {"WCCP", 40, {1}},
+                 {"NPDEBUG", 296, {0, 1}}};
+    for (const auto &[component, record_bytes, operations] : cases)
+        for (const uint32_t operation : operations) {
+            const message reply = ask(component, message_of_zeros(operation, 2, record_bytes));
+            EXPECT_EQ(get32(reply, 8), 3u) << component << " " << operation;
+        }
+    for (const uint32_t operation : {0u, 1u, 2u, 3u})
+        EXPECT_EQ(get32(ask("STATS", message_of_zeros(operation, 2, 9612)), 8), 0u) << "the status of what was not done";
+    for (const uint32_t operation : {0u, 1u, 2u, 9u, 10u, 11u})
+        EXPECT_EQ(get32(ask("TCAM", message_of_zeros(operation, 4, 51)), 8), 17u) << operation;
 }
 
 }  // namespace

@@ -157,7 +157,7 @@ TEST(FaultSet, CountsDownTheMessagesOfItsComponentOnly) {
     EXPECT_EQ(faults.active()[0].remaining, 1U);
     EXPECT_TRUE(deliver(faults, 7, reply_110).is_lost);
     EXPECT_FALSE(faults.hits(7));
-    EXPECT_TRUE(faults.empty());
+    EXPECT_TRUE(faults.active().empty());
 }
 
 TEST(FaultSet, LetsSeveralFaultsHitOneMessage) {

@@ -265,11 +265,12 @@ TEST(FibBesideAReference, AnswersTheSameAfterRandomSteps) {
         ASSERT_EQ(fib::count(4) + fib::count(6), reference.size());
 
         std::map<key, uint16_t> walked;
-        fib::for_each([&](const fib_route &route) {
+        for (size_t number = 0; number < fib::count(); ++number) {
+            const fib_route route = fib::at(number);
             const size_t bytes = route.prefix.u8_0 == 4 ? 4 : 16;
             walked[{route.prefix.u8_0, route.prefix.u8_1, {route.prefix.address, route.prefix.address + bytes}}] =
                 route.nexthop.u16_5;
-        });
+        }
         EXPECT_EQ(walked, reference);
 
         for (int i = 0; i < 500; ++i) {

@@ -200,9 +200,23 @@ TEST_F(HwTables, ShowContextsAndWccpServers) {
     expect_field(server, "addr.ip[0]", 32, "0xc0000203 (3221225987)");
     expect_field(server, "cb0.wccp_gre", 1, "0x1 (1)");
     expect_field(printed(decode_vemo, 12, 10), "addr.mac[5]", 8, "0x77 (119)");
-    expect_field(printed(decode_encap, 13, 128 + 6), "cb0.oe", 1, "0x1 (1)");
-    expect_field(printed(decode_encap, 13, 256 + 9), "cb0.wccp", 1, "0x1 (1)");
-    EXPECT_EQ(entry_at(13, 256 + 10), message(204, 0));  // a MAC address needs no header
+    expect_field(printed(decode_encap, 13, 256 + 6), "cb0.oe", 1, "0x1 (1)");
+    expect_field(printed(decode_encap, 13, 512 + 9), "cb0.wccp", 1, "0x1 (1)");
+    EXPECT_EQ(entry_at(13, 512 + 10), message(204, 0));  // a MAC address needs no header
+}
+
+TEST_F(HwTables, ShowObjectsOfTheHighestIds) {
+    add_node(255, 0xC0000201);
+    add_context(255, 0xC0000202);
+    add_wccp(255, 2, {0x03, 0x02, 0x00, 0xC0});
+    add_group(65535);
+    distribute(65535, 255, 255);
+    expect_field(printed(decode_encap, 13, 255), "dip[0]", 32, "0xc0000201 (3221225985)");
+    expect_field(printed(decode_encap, 13, 511), "dip[0]", 32, "0xc0000202 (3221225986)");
+    expect_field(printed(decode_encap, 13, 767), "dip[0]", 32, "0xc0000203 (3221225987)");
+    expect_field(printed(decode_vemo, 12, 255), "addr.ip[0]", 32, "0xc0000203 (3221225987)");
+    expect_field(printed(decode_action, 14, 65535), "cb0.redirect", 1, "0x1 (1)");
+    expect_field(printed(decode_sng_dist, 15, 65535 * 256 + 255), "sn_id", 16, "0xff (255)");
 }
 
 TEST_F(HwTables, ShowContextGroupsAndBridgeGroupsAsLists) {

@@ -239,10 +239,24 @@ TEST_F(HwTables, AnEmptyPayloadBehindTheResultIsMalformed) {
         const hw_table_info before = info;
         uint8_t *entries = untouched;
         const std::string log = stderr_of([&] { EXPECT_EQ(get_hw_table_data(&info, &entries), 1u); });
-        EXPECT_NE(log.find("get_hw_table_data("), std::string::npos) << log;
+        EXPECT_NE(log.find("claims 1 records, 0 came."), std::string::npos) << log;
+        EXPECT_EQ(log.find("Malformed reply"), std::string::npos) << "one line is enough: " << log;
         EXPECT_EQ(entries, untouched);
         expect_untouched(before);
     }
+}
+
+TEST_F(HwTables, AReplyOfNoRecordsIsMalformed) {
+    std::vector<uint8_t> reply = table_reply(1, 0);
+    put_u32(reply, 4, 0);
+    ruv.reply(reply);
+    const hw_table_info before = info;
+    uint8_t *entries = untouched;
+    const std::string log = stderr_of([&] { EXPECT_EQ(get_hw_table_data(&info, &entries), 1u); });
+    EXPECT_EQ(log.find("get_hw_table_data("), 0u) << log;
+    EXPECT_NE(log.find("): Malformed reply: 0 records, 1 are needed."), std::string::npos) << log;
+    EXPECT_EQ(entries, untouched);
+    expect_untouched(before);
 }
 
 TEST_F(HwTables, WithoutMemoryTheBufferIsNullAndTheRestStays) {
@@ -343,6 +357,7 @@ TEST_F(HwTables, FewerRegistersThanAskedForAreAFailure) {
     ruv.reply(reply);
     log = stderr_of([&] { EXPECT_EQ(nprm_get_np_registers(0, 1970, &values), 1u); });
     EXPECT_NE(log.find("claims 1970 elements, 194 came."), std::string::npos) << log;
+    EXPECT_EQ(log.find("The reply has"), std::string::npos) << "one line is enough: " << log;
 
     put_u32(reply, 16, 0xFFFFFFFF);
     ruv.reply(reply);
