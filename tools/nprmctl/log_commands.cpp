@@ -158,8 +158,7 @@ int log_send(invocation &call) {
     call.parse();
     const std::string path = log_path(base);
     const std::string name = path.substr(0, path.rfind('.'));
-    if (!takes_message(name, text))
-        throw failure{exit_refused, "no log daemon takes messages at " + path, "start one: ad_logd", {}, {}, {}, {}};
+    if (!takes_message(name, text)) throw refused("no log daemon takes messages at " + path, "start one: ad_logd");
     report done;
     done.sentence("the log daemon at " + path + " has the message");
     done.fact("socket", nullptr, path);

@@ -75,7 +75,7 @@ std::string special_path(const std::string &base) {
 shared_record::shared_record(const std::string &path) {
     const key_t key = ftok(path.c_str(), AD_DEBUG_KEY_ID);
     if (ad_get_ad_debug_cfg_p_no_create(path.c_str(), &record_) != 0)
-        throw failure{exit_refused, path + " has no shared debug record", "start the log daemon: ad_logd", {}, {}, {}, {}};
+        throw refused(path + " has no shared debug record", "start the log daemon: ad_logd");
     key_ = static_cast<uint32_t>(key);
     segment_ = shmget(key, 0, 0);
     shmid_ds known{};

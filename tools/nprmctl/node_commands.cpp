@@ -244,8 +244,8 @@ int sng_show(invocation &call) {
     if (id + count > UINT16_MAX + 1U)
         throw usage_error("GROUP and --count reach behind the last group, 65535", usage_of(call.row()));
     const auto cells = [](uint32_t number, const nprm_service_node_group &group) -> std::vector<cell> {
-        const uint32_t word = group.byte[0] | uint32_t{group.byte[1]}
-                                                  << 8;  // a read leaves them one byte before where writes take them
+        // A read leaves the fields one byte before where writes take them.
+        const uint32_t word = group.byte[0] | uint32_t{group.byte[1]} << 8;
         return {uint64_t{number}, uint64_t{word & 15}, uint64_t{word >> 4 & 31}, uint64_t{word >> 9}};
     };
     return show_objects<nprm_service_node_group>(
