@@ -231,7 +231,7 @@ TEST_F(AdLogdCommands, FollowSaysWhoMayFollowToWhoMayNot) {
     const nprmctl_run run = run_nprmctl_as_another_user({"log", "follow", "--socket", daemon.base()});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.errors, "nprmctl: " + daemon.socket_path() +
-                              ".follow: Permission denied\n  try: as the user of the log daemon, or as root\n");
+                              ".follow: Permission denied\n  try: again as the user of the log daemon, or as root\n");
 }
 
 TEST_F(AdLogdCommands, ReloadSparesAProcessThatWouldDieOfTheSignal) {

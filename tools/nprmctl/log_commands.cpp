@@ -76,6 +76,7 @@ int log_level(invocation &call) {
     call.number("[N]", level, 0, AD_DEBUG_LEVEL_SPECIAL, "0 and 1 log the same; 2 and 3 more; 4 all, to the special log too");
     call.flag("--special", special, special_help);
     call.text("--socket BASE", base, socket_help);
+    call.notes("Example: nprmctl log level 3\n");
     call.parse();
     shared_record record(special ? special_path(base) : log_path(base));
     if (call.given("[N]")) record.set_level(static_cast<int32_t>(level));
@@ -92,6 +93,7 @@ int log_filter(invocation &call) {
     call.text("[ADDRESS]", address, "only what concerns this IPv4 address is logged; off: everything");
     call.flag("--special", special, special_help);
     call.text("--socket BASE", base, socket_help);
+    call.notes("Example: nprmctl log filter client 10.1.2.3\n");
     call.parse();
     const bool client = side == "client";
     if (!client && side != "server") throw usage_error(in_quotes(side) + " is neither client nor server", usage_of(call.row()));
@@ -111,6 +113,7 @@ int log_show(invocation &call) {
     bool special = false;
     call.flag("--special", special, special_help);
     call.text("--socket BASE", base, socket_help);
+    call.notes("Example: nprmctl log show --special\n");
     call.parse();
     const std::string path = special ? special_path(base) : log_path(base);
     const shared_record record(path);
@@ -137,10 +140,11 @@ int log_show(invocation &call) {
 int log_reload(invocation &call) {
     uint32_t number = 0;
     call.number("PID", number, 1, INT32_MAX, "the process that is to read its configuration again");
+    call.notes("Example: nprmctl log reload 4711\n");
     call.parse();
     const auto pid = static_cast<pid_t>(number);
     const std::string who = "process " + std::to_string(pid);
-    const char *next = "the processes that share the record: nprmctl log show";
+    const char *next = "nprmctl log show, which lists the processes that share the record";
     if (kill(pid, 0) != 0) throw refused(who + ": " + std::strerror(errno), next);
     if (!handles_usr1(pid)) throw refused(who + " does not handle SIGUSR1, which would end it", next);
     if (kill(pid, SIGUSR1) != 0) throw refused(who + ": " + std::strerror(errno), next);
@@ -155,10 +159,11 @@ int log_send(invocation &call) {
     std::string text, base;
     call.text("TEXT", text, "what the log is to say");
     call.text("--socket BASE", base, socket_help);
+    call.notes("Example: nprmctl log send \"card 3 swapped\"\n");
     call.parse();
     const std::string path = log_path(base);
     const std::string name = path.substr(0, path.rfind('.'));
-    if (!takes_message(name, text)) throw refused("no log daemon takes messages at " + path, "start one: ad_logd");
+    if (!takes_message(name, text)) throw refused("no log daemon takes messages at " + path, "ad_logd, which starts one");
     report done;
     done.sentence("the log daemon at " + path + " has the message");
     done.fact("socket", nullptr, path);

@@ -37,7 +37,7 @@ int connected_to(const std::string &path) {
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0 || connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
         const std::string why = std::strerror(errno);
-        if (errno == EACCES) throw refused(path + ": " + why, "as the user of the log daemon, or as root");
+        if (errno == EACCES) throw refused(path + ": " + why, "again as the user of the log daemon, or as root");
         throw no_stream(path, why);
     }
     ucred peer{};
