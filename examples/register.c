@@ -17,6 +17,5 @@ int main(void) {
     /* Needs no server: a constant of the library. */
     uint32_t most_flows = 0;
     if (nprm_get_flowlearn_max(&most_flows) == NPRM_OK) printf("learns at most %" PRIu32 " flows\n", most_flows);
-    nprm_shm_free_all();
     return status == NPRM_SERVER_READY ? 0 : 1;
 }

@@ -42,9 +42,11 @@ class Examples : public ::testing::Test {
 TEST_F(Examples, RegisterReportsAServerThatIsReady) {
     card_process card(directory.path());
     ASSERT_TRUE(card.is_listening()) << card.output();
-    const example_run run = run_example(NPRM_REGISTER);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.output, "status 1: ready\nlearns at most 2000000 flows\n");
+    for (int time = 1; time <= 2; ++time) {  // the first leaves the card's segments to others
+        const example_run run = run_example(NPRM_REGISTER);
+        EXPECT_EQ(run.status, 0) << time;
+        EXPECT_EQ(run.output, "status 1: ready\nlearns at most 2000000 flows\n") << time;
+    }
 }
 
 TEST_F(Examples, RegisterReportsAServerThatIsNot) {

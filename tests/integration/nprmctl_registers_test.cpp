@@ -76,7 +76,7 @@ TEST(NprmctlRegShow, SaysWhatWorksWithoutTheServer) {
     EXPECT_EQ(run.output, "");
     EXPECT_THAT(run.errors, HasSubstr("\n  try: --offline shows the names without the server\n"));
     EXPECT_THAT(run_nprmctl({"reg", "watch", "1", "--directory", nobody.path()}).errors,
-                HasSubstr("\n  try: start a card: nprm-simcard\n"));
+                HasSubstr("\n  try: start a card: nprm-simcard; nprmctl card status tells whether one runs\n"));
 }
 
 TEST(NprmctlRegFind, FindsPartsOfNamesWhateverTheCase) {
