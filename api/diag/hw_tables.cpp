@@ -33,6 +33,7 @@ struct operation {
     uint32_t code;
     bool has_output = true;
 };
+
 // One exchange of one record: fill(request) before it, take(reply) after one that went well.
 template <typename Message, typename Fill, typename Take>
 uint32_t exchange(const operation &which, Fill fill, Take take) {

@@ -207,6 +207,7 @@ constexpr bool numbered_by_row() {
     return std::size(rows) == NPRM_COMPONENT_COUNT;
 }
 static_assert(numbered_by_row(), "a component row is missing or out of place");
+
 // Clears what the reply before left, but for records that are about to be overwritten as a whole.
 void clear_area(uint32_t component, const incoming &reply) {
     const nprm::reply_rule *rule = nprm::reply_rule_of(component, reply.operation);
